@@ -1,0 +1,103 @@
+// The trail: backtrackable memory for the engine.
+//
+// Stamp rule. Every trailed word is paired with a stamp word. Before writing
+// the word, its owner compares the stamp with the trail's current stamp; when
+// they differ it saves the old value here and copies the current stamp into
+// the stamp word. The current stamp changes at every push and pop of a choice
+// point and never repeats, so a word is saved at most once per choice point.
+//
+// Stamps are 32-bit. Running out of them would silently skip a save and
+// corrupt a later restore, so the trail refuses to go on instead (a
+// PimExecutionError) - after about four billion choice points.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "host/PimCell.h"
+
+using PimStamp = std::uint32_t;
+
+class NuvTrailI {
+ public:
+  NuvTrailI();
+
+  PimStamp stamp() const { return _stamp; }
+  // Number of open choice points.
+  std::size_t depth() const { return _marks.size(); }
+  std::size_t size() const { return _entries.size(); }
+  // The largest number of saved words held at once.
+  std::size_t peakSize() const { return _peak; }
+
+  // Saves the current value of a word.
+  void trail(std::int8_t* w) { save(w, sizeof *w); }
+  void trail(std::uint8_t* w) { save(w, sizeof *w); }
+  void trail(std::int16_t* w) { save(w, sizeof *w); }
+  void trail(std::uint16_t* w) { save(w, sizeof *w); }
+  void trail(std::int32_t* w) { save(w, sizeof *w); }
+  void trail(std::uint32_t* w) { save(w, sizeof *w); }
+  void trail(std::int64_t* w) { save(w, sizeof *w); }
+  void trail(std::uint64_t* w) { save(w, sizeof *w); }
+  void trail(double* w) { save(w, sizeof *w); }
+  void trail(PimCellI** w) { save(w, sizeof *w); }
+  template <class T>
+  void trail(T** w) {
+    save(w, sizeof *w);
+  }
+
+  // Writes `value` to `word` under the stamp rule.
+  template <class T, class V>
+  void assign(T& word, PimStamp& wordStamp, V value) {
+    if (wordStamp != _stamp) {
+      wordStamp = _stamp;
+      trail(&word);
+    }
+    word = static_cast<T>(value);
+  }
+
+  // Opens a choice point.
+  void push();
+  // Restores every word saved since the last push, newest first, and closes
+  // that choice point. Does nothing when no choice point is open.
+  void pop();
+  // Pops down to `depth` open choice points.
+  void popTo(std::size_t depth);
+  // Moves to a fresh stamp without opening a choice point, so that every
+  // trailed word is saved again on its next write.
+  void advanceStamp();
+
+ private:
+  struct Entry {
+    void* address;
+    std::uint64_t bits;
+    std::uint32_t size;
+  };
+  void save(void* address, std::uint32_t size) {
+    // Words written with no choice point open never need restoring.
+    if (_marks.empty()) return;
+    Entry e{address, 0, size};
+    std::memcpy(&e.bits, address, size);
+    _entries.push_back(e);
+    if (_entries.size() > _peak) _peak = _entries.size();
+  }
+  void nextStamp();
+
+  PimStamp _stamp;
+  PimStamp _lastIssued;
+  std::vector<Entry> _entries;
+  std::vector<std::size_t> _marks;
+  std::size_t _peak = 0;
+};
+
+// The trail as a host cell, so that stores and the archiver can refer to it.
+class PimTrailWrapper : public PimDataI {
+ public:
+  explicit PimTrailWrapper(PimAllocator* a = nullptr) : PimDataI(a) {}
+  NuvTrailI* trail() { return &_trail; }
+  std::size_t classSize() const override { return sizeof(PimTrailWrapper); }
+  void print(std::ostream& os) const override;
+
+ private:
+  NuvTrailI _trail;
+};
