@@ -1,13 +1,175 @@
 #include "fd/NuvCPModule.h"
 
 #include <iostream>
+#include <string>
 
+#include "fd/NuvCPNative.h"
 #include "host/Rav.h"
+
+namespace {
+
+using FactoryMaker = NuvInstanceFactory* (*)(PimAllocator*, const char* name);
+
+struct ClassRow {
+  const char* name;
+  FactoryMaker make;
+};
+
+// A class whose family is not built yet: registered under its name so that
+// scripts find it, but creating one is an error that says so.
+NuvInstanceFactory* unavailable(PimAllocator* a, const char* name) {
+  return pimCreate<NuvCPUnavailable::Factory>(a, a, name);
+}
+
+// The native classes in registration order. The modeling language finds them
+// by these exact strings ("CPPEA" has no "$"; "CP$circuit" and "CP$pairLink"
+// start in lower case).
+const ClassRow kClasses[] = {
+    {"CP$Store", unavailable},
+    {"CP$VarInt", unavailable},
+    {"CP$VarBool", unavailable},
+    {"CP$VarFloat", unavailable},
+    {"CP$CExpr", unavailable},
+    {"CP$Equal", unavailable},
+    {"CP$TernaryEqual", unavailable},
+    {"CP$LEqual", unavailable},
+    {"CP$SLEqual", unavailable},
+    {"CP$NEqual", unavailable},
+    {"CP$Equalc", unavailable},
+    {"CP$NEqualc", unavailable},
+    {"CP$LEqualc", unavailable},
+    {"CP$GEqualc", unavailable},
+    {"CP$ReifyEqualc", unavailable},
+    {"CP$ReifyNEqualc", unavailable},
+    {"CP$ReifyLEqualc", unavailable},
+    {"CP$ReifyGEqualc", unavailable},
+    {"CP$ReifyEqual", unavailable},
+    {"CP$ReifyNEqual", unavailable},
+    {"CP$ReifyLEqual", unavailable},
+    {"CP$ReifyGEqual", unavailable},
+    {"CP$LogicOr", unavailable},
+    {"CP$LogicAnd", unavailable},
+    {"CP$LogicImply", unavailable},
+    {"CP$Cardinality", unavailable},
+    {"CP$SoftCardinality", unavailable},
+    {"CP$SoftAtLeast", unavailable},
+    {"CP$SoftAtMost", unavailable},
+    {"CP$SetCardinality", unavailable},
+    {"CP$Stretch", unavailable},
+    {"CP$Element", unavailable},
+    {"CP$ElementVar", unavailable},
+    {"CP$ElementVarSorted", unavailable},
+    {"CP$AllDiff", unavailable},
+    {"CP$AtLeastNValue", unavailable},
+    {"CP$SumBoolEqual", unavailable},
+    {"CP$SumBoolEqualCst", unavailable},
+    {"CP$LinearEquation", unavailable},
+    {"CP$FLinearEquation", unavailable},
+    {"CP$LinearPNEquation", unavailable},
+    {"CP$LinearPNEquationC", unavailable},
+    {"CP$LinearGEQ", unavailable},
+    {"CP$EqualAC", unavailable},
+    {"CP$Pair", unavailable},
+    {"CP$LexLeq", unavailable},
+    {"CP$Minimize", unavailable},
+    {"CP$Domain", unavailable},
+    {"CP$Adapter", unavailable},
+    {"CP$Mult", unavailable},
+    {"CP$Square", unavailable},
+    {"CP$circuit", unavailable},
+    {"CP$NoCycle", unavailable},
+    {"CP$Inverse", unavailable},
+    {"CP$pairLink", unavailable},
+    {"CP$MultiFunctionalTable", unavailable},
+    {"CP$MultiFunctionalTableCstr", unavailable},
+    {"CP$FunctionalTable", unavailable},
+    {"CP$FunctionalTableCstr", unavailable},
+    {"CP$Table", unavailable},
+    {"CP$TableCstr", unavailable},
+    {"CP$BinPacking", unavailable},
+    {"CP$BinPackingLB", unavailable},
+    {"CP$SequenceLink", unavailable},
+    {"CP$BinaryKnapsackAC", unavailable},
+    {"CP$SparseBinaryKnapsackAC", unavailable},
+    {"CP$LightBinaryKnapsack", unavailable},
+    {"CP$MinAssignment", unavailable},
+    {"CP$FloatMinAssignment", unavailable},
+    {"CP$MinSpanningTree", unavailable},
+    {"CP$Deviation", unavailable},
+    {"CP$Spread", unavailable},
+    {"CP$TimeTable", unavailable},
+    {"CP$TimeTableCstr", unavailable},
+    {"CP$TimeTableCapCstr", unavailable},
+    {"CP$TimeTableCapOptionalCstr", unavailable},
+    {"CP$TimeTableMinCstr", unavailable},
+    {"CP$TimeTableMinCapCstr", unavailable},
+    {"CP$TakeCapacityCstr", unavailable},
+    {"CP$GiveCapacityCstr", unavailable},
+    {"CP$TakeMinCapacityCstr", unavailable},
+    {"CP$GiveMinCapacityCstr", unavailable},
+    {"CP$NotFirstCstr", unavailable},
+    {"CP$NotFirstOptionalCstr", unavailable},
+    {"CP$NotLastCstr", unavailable},
+    {"CP$NotLastOptionalCstr", unavailable},
+    {"CP$RankFirstCstr", unavailable},
+    {"CP$RankFirstOptionalCstr", unavailable},
+    {"CP$RankCstr", unavailable},
+    {"CP$RankOptionalCstr", unavailable},
+    {"CP$RankTransitionCstr", unavailable},
+    {"CP$RankOptionalTransitionCstr", unavailable},
+    {"CP$RankTransitionSuccCstr", unavailable},
+    {"CP$DisjunctiveCstr", unavailable},
+    {"CP$OptionalDisjunctiveCstr", unavailable},
+    {"CP$DisjunctiveTransitionCstr", unavailable},
+    {"CP$DisjunctiveTransitionPrecedenceCstr", unavailable},
+    {"CP$DisjunctiveTransitionTimesCstr", unavailable},
+    {"CP$EdgeFinder", unavailable},
+    {"CP$OptionalEdgeFinder", unavailable},
+    {"CP$UnaryBreakUR", unavailable},
+    {"CP$UnaryBreakURBreakable", unavailable},
+    {"CP$UnaryPeriodicBreak", unavailable},
+    {"CP$UnaryPeriodicBreakBreakable", unavailable},
+    {"CP$DetectablePrecedencesCstr", unavailable},
+    {"CP$DetectablePrecedencesWOCstr", unavailable},
+    {"CP$ShavingEdgeFinder", unavailable},
+    {"CP$Shaving", unavailable},
+    {"CP$DiscreteEdgeFinder", unavailable},
+    {"CPPEA", unavailable},
+    {"CP$PrecedenceGraphClosure", unavailable},
+    {"CP$BitVar", unavailable},
+    {"CP$VarSetInt", unavailable},
+    {"CP$SetGlobalCardinality", unavailable},
+    {"CP$SetDisjoint", unavailable},
+    {"CP$SetAtmostIntersection", unavailable},
+    {"CP$SetAtleastIntersection", unavailable},
+    {"CP$SetExactIntersection", unavailable},
+    {"CP$SetIsRequired", unavailable},
+    {"CP$SetIsExcluded", unavailable},
+    {"CP$SetRequires", unavailable},
+    {"CP$SetExcludes", unavailable},
+    {"CP$SetChanneling", unavailable},
+    {"CP$SetDisjointChanneling", unavailable},
+    {"CP$SetUnion", unavailable},
+    {"CP$SetInter", unavailable},
+    {"CP$SetDifference", unavailable},
+    {"CP$SetEqual", unavailable},
+    {"CP$SetSubset", unavailable},
+    {"CP$SetSingleton", unavailable},
+    {"CP$Automaton", unavailable},
+    {"CP$Regular", unavailable},
+    {"CP$CostRegular", unavailable},
+    {"CP$TrailIntList", unavailable},
+};
+static_assert(sizeof(kClasses) / sizeof(kClasses[0]) == 134);
+
+}  // namespace
 
 void nuvfdModuleRegistry(RavProgram* program, PimPropertyDict*) {
   if (!program) return;
-  if (program->getMgr()->getTraceLevel() >= 0)
-    std::cout << "Registration in progress(CP)..." << std::endl;
-  // Native classes are registered here, in their fixed order, as their
-  // families are built.
+  RavManager* mgr = program->getMgr();
+  if (mgr->getTraceLevel() >= 0) std::cout << "Registration in progress(CP)..." << std::endl;
+  PimAllocator* a = mgr->allocator();
+  // A factory whose allocation fails is registered as null; creating an
+  // object of that class then reports the out-of-memory condition.
+  for (const ClassRow& row : kClasses) registerClass(row.name, row.make(a, row.name), program);
 }

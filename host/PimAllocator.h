@@ -7,6 +7,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
+#include <utility>
 #include <vector>
 
 class PimCellI;
@@ -129,3 +131,11 @@ class PimAC5Allocator final : public PimStackAllocator {
  public:
   using PimStackAllocator::PimStackAllocator;
 };
+
+// Constructs a T in memory from `a`; nullptr (and no constructor call) when
+// the allocator is exhausted.
+template <class T, class... Args>
+T* pimCreate(PimAllocator* a, Args&&... args) {
+  void* p = a ? a->allocate(sizeof(T)) : nullptr;
+  return p ? new (p) T(std::forward<Args>(args)...) : nullptr;
+}
