@@ -1,20 +1,59 @@
 #include "fzn/FznAst.h"
 
+#include <algorithm>
 #include <sstream>
 
+namespace {
+
+// FNV-1a: short identifiers hash fast and well enough for linear probing.
+std::uint32_t hashName(std::string_view name) {
+  std::uint32_t h = 2166136261u;
+  for (char c : name) h = (h ^ static_cast<unsigned char>(c)) * 16777619u;
+  return h;
+}
+
+}  // namespace
+
+std::size_t FznModel::findSlot(std::string_view name, std::uint32_t hash) const {
+  std::size_t mask = _slots.size() - 1;
+  for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
+    std::uint64_t slot = _slots[i];
+    if (slot == 0) return i;
+    if (static_cast<std::uint32_t>(slot >> 32) == hash &&
+        _names[static_cast<std::uint32_t>(slot) - 1] == name)
+      return i;
+  }
+}
+
 std::uint32_t FznModel::intern(std::string_view name) {
-  auto it = _symbols.find(name);
-  if (it != _symbols.end()) return it->second;
+  std::uint32_t hash = hashName(name);
+  if (!_slots.empty()) {
+    std::uint64_t slot = _slots[findSlot(name, hash)];
+    if (slot != 0) return static_cast<std::uint32_t>(slot) - 1;
+  }
+  // Keep the table at most half full so that probes stay short.
+  if (2 * (_names.size() + 1) > _slots.size()) {
+    std::vector<std::uint64_t> old = std::move(_slots);
+    _slots.assign(std::max<std::size_t>(64, 2 * old.size()), 0);
+    std::size_t mask = _slots.size() - 1;
+    for (std::uint64_t slot : old) {
+      if (slot == 0) continue;
+      std::size_t i = (slot >> 32) & mask;
+      while (_slots[i] != 0) i = (i + 1) & mask;
+      _slots[i] = slot;
+    }
+  }
   auto symbol = static_cast<std::uint32_t>(_names.size());
   _names.emplace_back(name);
-  _symbols.emplace(std::string(name), symbol);
+  _slots[findSlot(name, hash)] = (static_cast<std::uint64_t>(hash) << 32) | (symbol + 1);
   return symbol;
 }
 
 std::optional<std::uint32_t> FznModel::symbolOf(std::string_view name) const {
-  auto it = _symbols.find(name);
-  if (it == _symbols.end()) return std::nullopt;
-  return it->second;
+  if (_slots.empty()) return std::nullopt;
+  std::uint64_t slot = _slots[findSlot(name, hashName(name))];
+  if (slot == 0) return std::nullopt;
+  return static_cast<std::uint32_t>(slot) - 1;
 }
 
 void FznModel::declareLast() {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <fstream>
 #include <limits>
-#include <sstream>
 
 namespace {
 
@@ -308,14 +307,6 @@ FznExpr FznParser::parseAnnotation() {
 }
 
 FznExpr FznParser::parseExpr(Mode mode) {
-  struct Nesting {
-    int& depth;
-    explicit Nesting(int& d) : depth(d) { ++depth; }
-    ~Nesting() { --depth; }
-  } nesting(_depth);
-  if (_depth > kMaxNesting)
-    fail(_token.pos, "expressions are nested more than " + std::to_string(kMaxNesting) +
-                         " levels deep");
   FznExpr e;
   e.pos = _token.pos;
   switch (_token.kind) {
@@ -374,6 +365,7 @@ FznExpr FznParser::parseExpr(Mode mode) {
         e.low.i = expect(FznTok::Int, "an integer index").intValue;
         expect(FznTok::RBracket, "']' after the index");
       } else if (_token.kind == FznTok::LParen && mode == Mode::Annotation) {
+        Nesting nesting(*this, e.pos);
         advance();
         e.kind = FznExprKind::Call;
         if (_token.kind != FznTok::RParen) {
@@ -389,6 +381,7 @@ FznExpr FznParser::parseExpr(Mode mode) {
       Mode inner = mode == Mode::Annotation  ? Mode::Annotation
                    : mode == Mode::DeclArray ? Mode::DeclElement
                                              : Mode::Element;
+      Nesting nesting(*this, e.pos);
       advance();
       e.kind = FznExprKind::Array;
       if (_token.kind != FznTok::RBracket) {
@@ -401,6 +394,12 @@ FznExpr FznParser::parseExpr(Mode mode) {
     default:
       failHere("an expression");
   }
+}
+
+FznParser::Nesting::Nesting(FznParser& parser, const FznPos& pos) : _parser(parser) {
+  if (++_parser._depth > kMaxNesting)
+    _parser.fail(pos, "expressions are nested more than " + std::to_string(kMaxNesting) +
+                          " levels deep");
 }
 
 FznExpr FznParser::parseSetLiteral() {
@@ -435,9 +434,10 @@ FznModel parseFznString(std::string_view text, const std::string& file) {
 FznModel parseFznFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   if (!in) throw PimExecutionError(PimSource(path, 0), "cannot open the file");
-  std::ostringstream contents;
-  contents << in.rdbuf();
+  std::string text;
+  char buffer[1 << 16];
+  while (in.read(buffer, sizeof buffer) || in.gcount() > 0)
+    text.append(buffer, static_cast<std::size_t>(in.gcount()));
   if (in.bad()) throw PimExecutionError(PimSource(path, 0), "cannot read the file");
-  std::string text = std::move(contents).str();
   return parseFznString(text, path);
 }

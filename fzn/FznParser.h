@@ -34,6 +34,16 @@ class FznParser {
     Annotation,   // anything, including calls, strings and nested arrays
   };
 
+  // One level of arrays or annotation calls; the depth is checked on entry.
+  class Nesting {
+   public:
+    Nesting(FznParser& parser, const FznPos& pos);
+    ~Nesting() { --_parser._depth; }
+
+   private:
+    FznParser& _parser;
+  };
+
   FznLexer _lexer;
   FznToken _token;
   FznModel _model;
