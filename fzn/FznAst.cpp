@@ -155,6 +155,26 @@ void FznModel::resolve() {
   std::vector<std::uint8_t> state(decls.size(), kUnvisited);
   for (std::size_t i = 0; i < decls.size(); ++i)
     if (!decls[i].isArray() && decls[i].value && state[i] == kUnvisited) resolveDecl(i, state);
+  // With these checks the builder's evaluation of parameters cannot meet a
+  // variable, and a scalar never stands for a whole array.
+  for (std::size_t i = 0; i < decls.size(); ++i) {
+    const FznDecl& d = decls[i];
+    if (!d.value) continue;
+    if (!d.isArray()) {
+      const FznExpr& target = *_target[i];
+      if (target.kind == FznExprKind::Ident && declOf(target).isArray())
+        fail(d.value->pos, "expected a single value for '" + d.name + "', found " + describe(target));
+      if (!d.isVar() && !target.isLiteral())
+        fail(d.value->pos, "parameter '" + d.name + "' needs a fixed value, found " + describe(target));
+    } else if (!d.isVar()) {
+      for (const FznExpr& item : d.value->items) {
+        const FznExpr& target = deref(item);
+        if (!target.isLiteral())
+          fail(item.pos, "parameter array '" + d.name + "' needs fixed values, found " +
+                             describe(target));
+      }
+    }
+  }
   for (const FznConstraint& c : constraints)
     for (const FznExpr& a : c.args) checkRefs(a);
   if (solve.objective) checkRefs(*solve.objective);

@@ -83,6 +83,12 @@ TEST(FznErrors, MalformedFilesNameThePlaceAndWhatWasExpected) {
       {"array [1..2] of var int: a = [1,2];\nconstraint int_le(a[3], 1);\nsolve satisfy;",
        "t.fzn:2:19: index 3 is out of range 1..2 of array 'a'"},
       {"var 1..2: a;\nconstraint int_le(a[1], 1);\nsolve satisfy;", "t.fzn:2:19: 'a' is not an array"},
+      {"var 1..2: x; int: n = x; solve satisfy;",
+       "t.fzn:1:23: parameter 'n' needs a fixed value, found variable 'x'"},
+      {"var 1..2: x; array [1..2] of int: c = [1, x]; solve satisfy;",
+       "t.fzn:1:43: parameter array 'c' needs fixed values, found variable 'x'"},
+      {"array [1..1] of var int: a = [1]; var int: y = a; solve satisfy;",
+       "t.fzn:1:48: expected a single value for 'y', found array of variables 'a'"},
       {"solve minimize nowhere;", "t.fzn:1:16: unknown identifier 'nowhere'"},
       // tokens
       {"var 1..3: x; solve satisfy @", "t.fzn:1:28: unexpected character '@'"},

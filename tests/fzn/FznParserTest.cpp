@@ -130,6 +130,40 @@ TEST(FznReadMinizinc, SetArraysWideIntegersAndPathStrings) {
   EXPECT_EQ(m.solve.kind, FznSolveKind::Maximize);
 }
 
+TEST(FznReadMinizinc, GlobalDecompositionsAndEveryArgumentResolves) {
+  FznModel m = parseFznFile(dataFile("globals.fzn"));
+  EXPECT_EQ(m.constraints.size(), 273u);
+  const FznExpr& floatSearch = m.arrayElements(m.solve.annotations.at(0).items.at(0))[1];
+  auto searched = m.arrayElements(floatSearch.items.at(0));
+  ASSERT_EQ(searched.size(), 1u) << "the variables come from an array declaration";
+  EXPECT_EQ(m.name(m.deref(searched[0]).symbol), "fl");
+
+  // What the builder will do with every argument of every file: each one is
+  // an array, a literal or a variable without an alias.
+  for (const char* file : {"queens.fzn", "sched.fzn", "misc.fzn", "globals.fzn"}) {
+    FznModel model = parseFznFile(dataFile(file));
+    auto isLeaf = [&](const FznExpr& e) {
+      if (e.isLiteral()) return true;
+      if (e.kind != FznExprKind::Ident) return false;
+      const FznDecl& d = model.declOf(e);
+      return d.isVar() && !d.isArray() && !d.value;
+    };
+    for (const FznConstraint& c : model.constraints) {
+      for (const FznExpr& a : c.args) {
+        const FznExpr& v = model.deref(a);
+        bool isArray = v.kind == FznExprKind::Array ||
+                       (v.kind == FznExprKind::Ident && model.declOf(v).isArray());
+        if (!isArray) {
+          EXPECT_TRUE(isLeaf(v)) << file << ": " << model.describe(v);
+          continue;
+        }
+        for (const FznExpr& item : model.arrayElements(v))
+          EXPECT_TRUE(isLeaf(model.deref(item))) << file << ": " << model.describe(item);
+      }
+    }
+  }
+}
+
 // --- every syntactic form, written by hand ---
 
 TEST(FznSyntax, ScalarParametersAndLiterals) {

@@ -13,6 +13,7 @@ cat > "$tmp/t.msc" <<MSC
   "stdFlags": ["-a","-n"], "supportsMzn": false, "supportsFzn": true }
 MSC
 minizinc -c -G std --solver gecode queens.mzn --fzn queens.fzn --ozn "$tmp/q.ozn"
+minizinc -c -G std --solver gecode globals.mzn --fzn globals.fzn --ozn "$tmp/g.ozn"
 minizinc -c --solver "$tmp/t.msc" sched.mzn --fzn sched.fzn --ozn "$tmp/s.ozn"
 minizinc -c --solver "$tmp/t.msc" misc.mzn --fzn misc.fzn --ozn "$tmp/m.ozn" --keep-paths
 rm -f misc.paths
