@@ -1,6 +1,14 @@
 // libFuzzer entry: any input must either parse or raise PimExecutionError;
 // a parsed model is also walked through the resolution helpers the builder
 // uses, so their checks are fuzzed too.
+//
+//   CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DNUVFD_FUZZ=ON -DNUVFD_TESTS=OFF
+//   cmake --build build-fuzz --target fzn_fuzz
+//   mkdir -p /tmp/corpus
+//   build-fuzz/fzn_fuzz /tmp/corpus tests/fzn/data -dict=tests/fzn/fuzz/fzn.dict
+//       -max_total_time=300 -timeout=5   (on the same line)
+//
+// A crash or hang it reports becomes a case in tests/fzn/FznErrorTest.cpp.
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
