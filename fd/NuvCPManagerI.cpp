@@ -112,7 +112,12 @@ int NuvCPManagerI::propagate() {
     r = drainEvents(r);
   }
   --_propagating;
-  if (r != NuvCPFailure) return NuvCPSuspend;
+  if (r != NuvCPFailure) {
+    // At the fixpoint no event is alive any more: reuse the event memory
+    // instead of letting it grow until the next failure.
+    if (_eventQueue.empty()) _events.rewind();
+    return NuvCPSuspend;
+  }
   resetQueues();
   return NuvCPFailure;
 }

@@ -47,6 +47,17 @@ TEST_F(EngineTest, RangeEventsScanInTheirDirectionAndStopOnFailure) {
   EXPECT_EQ(log, (Log{"d.rm(0)", "d.rm(1)"}));
 }
 
+TEST_F(EngineTest, EventMemoryIsReusedAtTheFixpoint) {
+  Probe* d = probe("d");
+  FakeVar* x = var(0, 9);
+  x->addAC5Value(d);
+  x->updateMin(2);
+  EXPECT_GT(store.eventAllocator().usedInCurrentBlock(), 0u);
+  store.propagate();
+  EXPECT_EQ(store.eventAllocator().usedInCurrentBlock(), 0u);
+  EXPECT_EQ(store.eventAllocator().currentBlockIndex(), 0u);
+}
+
 TEST_F(EngineTest, EmptyRangeQueuesNoEvent) {
   Probe* d = probe("d");
   FakeVar* x = var(0, 9);
