@@ -441,3 +441,38 @@ TEST_F(IntVarTest, CopyDomainOfAnInterval) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(IntVarTest, IndexedAndViewNodesCarryTheirExtras) {
+  auto* x = var(1, 10);
+  auto* view = var(0, 20);
+  Recorder* r = rec("i");
+  x->addAC5ValueIdx(r, 7);
+  x->addAC5BindView(rec("w"), view, 2);
+  x->removeValue(4);
+  EXPECT_EQ(run(), L{"i.rm[7](4)"});
+  EXPECT_EQ(x->bind(5), NuvCPSuspend);
+  L got = run();
+  // 1..3 and 10..6 through the index (the hole 4 is not told again), then
+  // the bind through the view, shifted by its offset.
+  EXPECT_EQ(got.size(), 9u);
+  EXPECT_EQ(got.front(), "i.rm[7](1)");
+  EXPECT_EQ(got.back(), "w.bind(7)");
+}
+
+TEST_F(IntVarTest, WatcherOutsideTheInitialBoundsIsReported) {
+  std::vector<std::string> reports;
+  PimAssertionHandler old = pimSetAssertionHandler(
+      [&](const char* c, const char* path, int line) {
+        reports.push_back(std::string(c) + "|" + path + "|" + std::to_string(line));
+      });
+  auto* x = var(1, 5);
+  x->setEqualityWatcher(var(0, 1), 9);
+  EXPECT_EQ(x->getEqualityWatcher(0), nullptr);
+  pimSetAssertionHandler(old);
+  EXPECT_EQ(reports, (std::vector<std::string>{"c>=_low && c<=_up|..\\..\\fd\\NuvCPIVarI|145",
+                                               "c>=_low && c<=_up|..\\..\\fd\\NuvCPIVarI|144"}));
+}
+
+}  // namespace
