@@ -236,6 +236,12 @@ def run_solver(exe, fzn, mode, timeout):
         res.status = "timeout"
         res.seconds = timeout
         return res
+    except OSError as e:
+        res = RunResult()
+        res.status = "error"
+        res.seconds = time.perf_counter() - start
+        res.message = f"cannot run {exe}: {e.strerror}"
+        return res
     res = parse_output(proc.stdout)
     res.seconds = time.perf_counter() - start
     if proc.returncode != 0 or res.status == "error":
@@ -256,8 +262,11 @@ class Row:
         self.agree = "n/a"
 
     def ratio(self):
+        """nuvfd/gecode median time.  A nuvfd timeout counts with the time
+        limit (a lower bound), so that slow instances still weigh in the
+        mean; a Gecode timeout leaves nothing to compare."""
         n, g = self.median.get("nuvfd"), self.median.get("gecode")
-        if n is None or g is None or g <= 0 or self.timed_out.get("nuvfd") or self.timed_out.get("gecode"):
+        if n is None or g is None or g <= 0 or self.timed_out.get("gecode"):
             return None
         return n / g
 
@@ -323,7 +332,8 @@ def table_rows(rows):
                     str(r.nodes["nuvfd"]) if r.nodes.get("nuvfd") is not None else "-",
                     str(r.nodes["gecode"]) if r.nodes.get("gecode") is not None else "-",
                     fmt_time(r, "nuvfd"), fmt_time(r, "gecode"),
-                    f"{ratio:.2f}" if ratio is not None else "-"])
+                    (">" if r.timed_out.get("nuvfd") else "") + f"{ratio:.2f}"
+                    if ratio is not None else "-"])
     return out
 
 
@@ -345,8 +355,12 @@ def svg_escape(s):
     return s.replace("&", "&amp;").replace("<", "&lt;").replace(">", "&gt;")
 
 
-def bar_chart_svg(title, labels, values, unit):
-    """Horizontal bars on a log10 axis; a vertical line marks the value 1."""
+def bar_chart_svg(title, labels, values, unit, from_one):
+    """Horizontal bars on a log10 axis.
+
+    With from_one the bars grow from the value 1 (a ratio: left is better,
+    right is worse) and a black line marks it; otherwise they grow from the
+    left edge."""
     left, right, top, bar, gap = 170, 40, 50, 16, 6
     width = 760
     height = top + len(labels) * (bar + gap) + 50
@@ -368,12 +382,13 @@ def bar_chart_svg(title, labels, values, unit):
         out.append(f'<text x="{xe:.1f}" y="{axis_y + 15}" text-anchor="middle">{10.0 ** e:g}{unit}</text>')
     for i, (label, lg, v) in enumerate(zip(labels, logs, values)):
         y = top + i * (bar + gap)
-        x0, x1 = sorted((x(0.0), x(lg)))
-        colour = "#c0392b" if lg > 0 else "#27ae60"
+        x0, x1 = sorted((x(0.0) if from_one else x(lo), x(lg)))
+        colour = ("#c0392b" if lg > 0 else "#27ae60") if from_one else "#2c6fbb"
         out.append(f'<text x="{left - 8}" y="{y + bar - 4}" text-anchor="end">{svg_escape(label)}</text>')
         out.append(f'<rect x="{x0:.1f}" y="{y}" width="{max(x1 - x0, 1):.1f}" height="{bar}" fill="{colour}"/>')
         out.append(f'<text x="{max(x1, x0) + 4:.1f}" y="{y + bar - 4}">{v:.3g}</text>')
-    out.append(f'<line x1="{x(0.0):.1f}" y1="{top - 8}" x2="{x(0.0):.1f}" y2="{axis_y}" stroke="black"/>')
+    if from_one:
+        out.append(f'<line x1="{x(0.0):.1f}" y1="{top - 8}" x2="{x(0.0):.1f}" y2="{axis_y}" stroke="black"/>')
     out.append("</svg>")
     return "\n".join(out) + "\n"
 
@@ -394,16 +409,22 @@ def write_reports(rows, nuvfd_ran, geomean, args, header_note):
         title = "Time ratio nuvfd/gecode (log scale, < 1: nuvfd faster)"
         if geomean is not None:
             title += f"; geometric mean {geomean:.3f}"
-        svg = bar_chart_svg(title, [n for n, _ in ratios], [v for _, v in ratios], "")
+        svg = bar_chart_svg(title, [n for n, _ in ratios], [v for _, v in ratios], "", True)
     else:
         times = [(r.inst.name, r.median["gecode"]) for r in rows if r.median.get("gecode")]
         svg = bar_chart_svg("fzn-gecode median time (s, log scale); no fzn-nuvfd ratios yet",
-                            [n for n, _ in times], [v for _, v in times], "s")
+                            [n for n, _ in times], [v for _, v in times], "s", False)
     with open(args.svg, "w") as f:
         f.write(svg)
 
 
 # ---------------------------------------------------------------- main
+
+def shown(path):
+    """A path as the user would type it: relative to the repository when inside it."""
+    full = os.path.abspath(path)
+    return os.path.relpath(full, ROOT_DIR) if full.startswith(ROOT_DIR + os.sep) else path
+
 
 def parse_args(argv):
     p = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
@@ -446,7 +467,7 @@ def main(argv=None):
         note = (f"{args.runs} run(s) per solver, alternating, time limit {args.timeout:g} s per run; "
                 "times are wall-clock medians.")
     else:
-        why = "skipped (--gecode-only)" if args.gecode_only else f"not found at {os.path.relpath(args.nuvfd)}"
+        why = "skipped (--gecode-only)" if args.gecode_only else f"not found at {shown(args.nuvfd)}"
         note = (f"**fzn-nuvfd {why}: Gecode only.** {args.runs} run(s) per instance, "
                 f"time limit {args.timeout:g} s per run; times are wall-clock medians.")
         print(f"NOTE: fzn-nuvfd {why}; running fzn-gecode only (no ratios).", flush=True)
@@ -468,7 +489,7 @@ def main(argv=None):
         print(f"\ngeometric mean of the time ratios (nuvfd/gecode): {geomean:.3f} "
               f"over {sum(1 for x in ratios if x is not None)} instance(s)")
     write_reports(rows, nuvfd_ran, geomean, args, note)
-    print(f"\nwrote {os.path.relpath(args.markdown)} and {os.path.relpath(args.svg)}")
+    print(f"\nwrote {shown(args.markdown)} and {shown(args.svg)}")
 
     failed = False
     for r in rows:
