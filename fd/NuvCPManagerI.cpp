@@ -310,13 +310,15 @@ int NuvCPManagerI::diff(NuvCPIntVarI* x, int v) {
 int NuvCPManagerI::lthen(NuvCPIntVarI* x, int v) {
   checkSolver(x && x->getSolver() == this,
               "attempting to set a '<' on a variable from a different solver.");
-  return settle(x->updateMax(v - 1));
+  // Nothing lies below the smallest int, and v - 1 would overflow.
+  return settle(v == INT32_MIN ? NuvCPFailure : x->updateMax(v - 1));
 }
 
 int NuvCPManagerI::gthen(NuvCPIntVarI* x, int v) {
   checkSolver(x && x->getSolver() == this,
               "attempting to set a '>' on a variable from a different solver.");
-  return settle(x->updateMin(v + 1));
+  // Nothing lies above the largest int, and v + 1 would overflow.
+  return settle(v == INT32_MAX ? NuvCPFailure : x->updateMin(v + 1));
 }
 
 int NuvCPManagerI::inside(NuvCPSetVarI* s, int e) {

@@ -1,3 +1,4 @@
+#include <cstdint>
 #include <sstream>
 
 #include "EngineFixture.h"
@@ -238,6 +239,25 @@ TEST_F(EngineTest, DecisionsNarrowAndPropagate) {
   EXPECT_TRUE(x->isBound());
   EXPECT_EQ(store.label(x, 4), NuvCPFailure);
   EXPECT_EQ(store.status(), NuvCPFailure);
+}
+
+// A split at the edge of the int range is unsatisfiable, not an overflow
+// into a bound that some variable might accept.
+TEST_F(EngineTest, SplitsAtTheEdgeOfTheIntRangeFail) {
+  FakeVar* x = var(0, 9);
+  Probe* p = probe("p");
+  x->addBounds(p);
+  trail.push();
+  EXPECT_EQ(store.lthen(x, INT32_MIN), NuvCPFailure);
+  EXPECT_EQ(store.status(), NuvCPFailure);
+  trail.pop();
+  EXPECT_EQ(store.status(), NuvCPSuspend);
+  trail.push();
+  EXPECT_EQ(store.gthen(x, INT32_MAX), NuvCPFailure);
+  trail.pop();
+  EXPECT_EQ(x->getMin(), 0);
+  EXPECT_EQ(x->getMax(), 9);
+  EXPECT_TRUE(log.empty());
 }
 
 TEST_F(EngineTest, AtomicSectionDefersPostsAndRunsOneFixpoint) {
