@@ -42,6 +42,15 @@ void NuvCPManagerI::mark(PimMarker& m) {
   _setVars.forEach([&](NuvCPSetVarI* x) { m.mark(x); });
   _objects.forEach([&](PimDataI* x) { m.mark(x); });
   for (int i = 0; i < _recentCount; ++i) m.mark(_recent[i]);
+  // A post deferred by an atomic section is referenced by nothing else until
+  // the section closes; queued daemons are normally reachable through their
+  // variables, but a queue must never hold a reclaimed daemon.
+  _deferred.forEach([&](const NuvCPDeferredOp& op) {
+    m.mark(op.first);
+    m.mark(op.second);
+  });
+  for (const auto& q : _queues) q.forEach([&](NuvCPDaemonI* d) { m.mark(d); });
+  _auxQueue.forEach([&](PimDataI* x) { m.mark(x); });
 }
 
 void NuvCPManagerI::print(std::ostream& os) const {

@@ -260,6 +260,22 @@ TEST_F(EngineTest, SplitsAtTheEdgeOfTheIntRangeFail) {
   EXPECT_TRUE(log.empty());
 }
 
+// Deferred posts and queued daemons may be referenced by nothing but the
+// store; its marking must reach them.
+TEST_F(EngineTest, MarkingReachesDeferredPostsAndQueuedDaemons) {
+  Probe* deferred = probe("deferred");
+  Probe* queued = probe("queued", 3);
+  Probe* stranger = probe("stranger");
+  store.setAtomic(true);
+  EXPECT_EQ(store.post(deferred), NuvCPDelay);
+  store.schedule(list({queued}));
+  PimMarker marker(2);
+  marker.run(&store);
+  EXPECT_TRUE(deferred->isMarked(2));
+  EXPECT_TRUE(queued->isMarked(2));
+  EXPECT_FALSE(stranger->isMarked(2));
+}
+
 TEST_F(EngineTest, AtomicSectionDefersPostsAndRunsOneFixpoint) {
   Probe* watcher = probe("w");
   NuvCPDListI* lw = list({watcher});
