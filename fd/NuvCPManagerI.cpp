@@ -138,9 +138,12 @@ void NuvCPManagerI::schedule(NuvCPDListI* list) {
     if (!d->isEnabled()) continue;
     d->setChecked(0);
     if (d->isQueued()) continue;
-    d->setQueued(1);
     const std::int32_t p = static_cast<std::int32_t>(d->priority());
-    _queues[p].push(d);
+    // A daemon flagged as queued but missing from its queue would never be
+    // queued again on this branch; when the queue cannot grow (already
+    // reported) the daemon stays unqueued so that a later change retries.
+    if (!_queues[p].push(d)) continue;
+    d->setQueued(1);
     if (p < lowest) lowest = p;
   }
   _currentLevel = lowest;

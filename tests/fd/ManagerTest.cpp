@@ -276,6 +276,26 @@ TEST_F(EngineTest, MarkingReachesDeferredPostsAndQueuedDaemons) {
   EXPECT_FALSE(stranger->isMarked(2));
 }
 
+TEST_F(EngineTest, DaemonThatCouldNotBeQueuedIsQueuedByTheNextChange) {
+  // Fill level 5 to its first capacity, so that one more entry needs a
+  // bigger buffer.
+  for (int i = 0; i < 32; ++i) store.schedule(list({probe("f" + std::to_string(i), 5)}));
+  Probe* late = probe("late", 5);
+  NuvCPDListI* lateList = list({late});
+  arena.setLimit(arena.bytesInUse());
+  int reports = 0;
+  auto previous = pimSetAssertionHandler([&](const char*, const char*, int) { ++reports; });
+  store.schedule(lateList);
+  pimSetAssertionHandler(previous);
+  EXPECT_EQ(reports, 1);
+  EXPECT_FALSE(late->isQueued());
+  arena.setLimit(0);
+  EXPECT_EQ(store.propagate(), NuvCPSuspend);
+  store.schedule(lateList);
+  EXPECT_EQ(store.propagate(), NuvCPSuspend);
+  EXPECT_EQ(log.back(), "late");
+}
+
 TEST_F(EngineTest, AtomicSectionDefersPostsAndRunsOneFixpoint) {
   Probe* watcher = probe("w");
   NuvCPDListI* lw = list({watcher});
