@@ -42,6 +42,15 @@ void NuvCPManagerI::mark(PimMarker& m) {
   _setVars.forEach([&](NuvCPSetVarI* x) { m.mark(x); });
   _objects.forEach([&](PimDataI* x) { m.mark(x); });
   for (int i = 0; i < _recentCount; ++i) m.mark(_recent[i]);
+  // A post deferred by an atomic section is referenced by nothing else until
+  // the section closes; queued daemons are normally reachable through their
+  // variables, but a queue must never hold a reclaimed daemon.
+  _deferred.forEach([&](const NuvCPDeferredOp& op) {
+    m.mark(op.first);
+    m.mark(op.second);
+  });
+  for (const auto& q : _queues) q.forEach([&](NuvCPDaemonI* d) { m.mark(d); });
+  _auxQueue.forEach([&](PimDataI* x) { m.mark(x); });
 }
 
 void NuvCPManagerI::print(std::ostream& os) const {
@@ -129,9 +138,12 @@ void NuvCPManagerI::schedule(NuvCPDListI* list) {
     if (!d->isEnabled()) continue;
     d->setChecked(0);
     if (d->isQueued()) continue;
-    d->setQueued(1);
     const std::int32_t p = static_cast<std::int32_t>(d->priority());
-    _queues[p].push(d);
+    // A daemon flagged as queued but missing from its queue would never be
+    // queued again on this branch; when the queue cannot grow (already
+    // reported) the daemon stays unqueued so that a later change retries.
+    if (!_queues[p].push(d)) continue;
+    d->setQueued(1);
     if (p < lowest) lowest = p;
   }
   _currentLevel = lowest;
@@ -310,13 +322,15 @@ int NuvCPManagerI::diff(NuvCPIntVarI* x, int v) {
 int NuvCPManagerI::lthen(NuvCPIntVarI* x, int v) {
   checkSolver(x && x->getSolver() == this,
               "attempting to set a '<' on a variable from a different solver.");
-  return settle(x->updateMax(v - 1));
+  // Nothing lies below the smallest int, and v - 1 would overflow.
+  return settle(v == INT32_MIN ? NuvCPFailure : x->updateMax(v - 1));
 }
 
 int NuvCPManagerI::gthen(NuvCPIntVarI* x, int v) {
   checkSolver(x && x->getSolver() == this,
               "attempting to set a '>' on a variable from a different solver.");
-  return settle(x->updateMin(v + 1));
+  // Nothing lies above the largest int, and v + 1 would overflow.
+  return settle(v == INT32_MAX ? NuvCPFailure : x->updateMin(v + 1));
 }
 
 int NuvCPManagerI::inside(NuvCPSetVarI* s, int e) {

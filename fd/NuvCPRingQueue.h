@@ -52,6 +52,15 @@ class NuvCPRingQueue {
     --_count;
     return item;
   }
+  // Visits the items oldest first without removing them.
+  template <class F>
+  void forEach(F f) const {
+    const T* p = _head;
+    for (std::int32_t i = 0; i < _count; ++i) {
+      f(*p);
+      if (++p == _buffer + _capacity) p = _buffer;
+    }
+  }
   // Keeps the buffer and the capacity.
   void clear() {
     _count = 0;

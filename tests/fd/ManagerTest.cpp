@@ -1,3 +1,4 @@
+#include <cstdint>
 #include <sstream>
 
 #include "EngineFixture.h"
@@ -238,6 +239,61 @@ TEST_F(EngineTest, DecisionsNarrowAndPropagate) {
   EXPECT_TRUE(x->isBound());
   EXPECT_EQ(store.label(x, 4), NuvCPFailure);
   EXPECT_EQ(store.status(), NuvCPFailure);
+}
+
+// A split at the edge of the int range is unsatisfiable, not an overflow
+// into a bound that some variable might accept.
+TEST_F(EngineTest, SplitsAtTheEdgeOfTheIntRangeFail) {
+  FakeVar* x = var(0, 9);
+  Probe* p = probe("p");
+  x->addBounds(p);
+  trail.push();
+  EXPECT_EQ(store.lthen(x, INT32_MIN), NuvCPFailure);
+  EXPECT_EQ(store.status(), NuvCPFailure);
+  trail.pop();
+  EXPECT_EQ(store.status(), NuvCPSuspend);
+  trail.push();
+  EXPECT_EQ(store.gthen(x, INT32_MAX), NuvCPFailure);
+  trail.pop();
+  EXPECT_EQ(x->getMin(), 0);
+  EXPECT_EQ(x->getMax(), 9);
+  EXPECT_TRUE(log.empty());
+}
+
+// Deferred posts and queued daemons may be referenced by nothing but the
+// store; its marking must reach them.
+TEST_F(EngineTest, MarkingReachesDeferredPostsAndQueuedDaemons) {
+  Probe* deferred = probe("deferred");
+  Probe* queued = probe("queued", 3);
+  Probe* stranger = probe("stranger");
+  store.setAtomic(true);
+  EXPECT_EQ(store.post(deferred), NuvCPDelay);
+  store.schedule(list({queued}));
+  PimMarker marker(2);
+  marker.run(&store);
+  EXPECT_TRUE(deferred->isMarked(2));
+  EXPECT_TRUE(queued->isMarked(2));
+  EXPECT_FALSE(stranger->isMarked(2));
+}
+
+TEST_F(EngineTest, DaemonThatCouldNotBeQueuedIsQueuedByTheNextChange) {
+  // Fill level 5 to its first capacity, so that one more entry needs a
+  // bigger buffer.
+  for (int i = 0; i < 32; ++i) store.schedule(list({probe("f" + std::to_string(i), 5)}));
+  Probe* late = probe("late", 5);
+  NuvCPDListI* lateList = list({late});
+  arena.setLimit(arena.bytesInUse());
+  int reports = 0;
+  auto previous = pimSetAssertionHandler([&](const char*, const char*, int) { ++reports; });
+  store.schedule(lateList);
+  pimSetAssertionHandler(previous);
+  EXPECT_EQ(reports, 1);
+  EXPECT_FALSE(late->isQueued());
+  arena.setLimit(0);
+  EXPECT_EQ(store.propagate(), NuvCPSuspend);
+  store.schedule(lateList);
+  EXPECT_EQ(store.propagate(), NuvCPSuspend);
+  EXPECT_EQ(log.back(), "late");
 }
 
 TEST_F(EngineTest, AtomicSectionDefersPostsAndRunsOneFixpoint) {

@@ -15,6 +15,9 @@ TEST(RingQueue, ThirtyThirdEntryDoublesAndKeepsFifoAcrossTheWrap) {
   q.push(32);
   EXPECT_EQ(q.capacity(), 64);
   EXPECT_EQ(q.size(), 33);
+  int next = 0;
+  q.forEach([&](int v) { EXPECT_EQ(v, next++); });
+  EXPECT_EQ(next, 33);
   for (int i = 0; i < 33; ++i) ASSERT_EQ(q.pop(), i);
   EXPECT_TRUE(q.empty());
 }
