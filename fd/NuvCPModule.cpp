@@ -2,7 +2,12 @@
 
 #include <iostream>
 #include <string>
+#include <typeinfo>
 
+#include "fd/NuvCPDomain.h"
+#include "fd/NuvCPIntVar.h"
+#include "fd/NuvCPManager.h"
+#include "fd/NuvCPConstraintI.h"
 #include "fd/NuvCPNative.h"
 #include "host/Rav.h"
 
@@ -21,12 +26,17 @@ NuvInstanceFactory* unavailable(PimAllocator* a, const char* name) {
   return pimCreate<NuvCPUnavailable::Factory>(a, a, name);
 }
 
+template <class T>
+NuvInstanceFactory* factory(PimAllocator* a, const char* name) {
+  return pimCreate<typename T::Factory>(a, a, name);
+}
+
 // The native classes in registration order. The modeling language finds them
 // by these exact strings ("CPPEA" has no "$"; "CP$circuit" and "CP$pairLink"
 // start in lower case).
 const ClassRow kClasses[] = {
-    {"CP$Store", unavailable},
-    {"CP$VarInt", unavailable},
+    {"CP$Store", factory<NuvCPManager>},
+    {"CP$VarInt", factory<NuvCPIntVar>},
     {"CP$VarBool", unavailable},
     {"CP$VarFloat", unavailable},
     {"CP$CExpr", unavailable},
@@ -72,7 +82,7 @@ const ClassRow kClasses[] = {
     {"CP$Pair", unavailable},
     {"CP$LexLeq", unavailable},
     {"CP$Minimize", unavailable},
-    {"CP$Domain", unavailable},
+    {"CP$Domain", factory<NuvCPDomain>},
     {"CP$Adapter", unavailable},
     {"CP$Mult", unavailable},
     {"CP$Square", unavailable},
@@ -158,7 +168,7 @@ const ClassRow kClasses[] = {
     {"CP$Automaton", unavailable},
     {"CP$Regular", unavailable},
     {"CP$CostRegular", unavailable},
-    {"CP$TrailIntList", unavailable},
+    {"CP$TrailIntList", factory<NuvCPTrailIntList>},
 };
 static_assert(sizeof(kClasses) / sizeof(kClasses[0]) == 134);
 
@@ -172,4 +182,21 @@ void nuvfdModuleRegistry(RavProgram* program, PimPropertyDict*) {
   // A factory whose allocation fails is registered as null; creating an
   // object of that class then reports the out-of-memory condition.
   for (const ClassRow& row : kClasses) registerClass(row.name, row.make(a, row.name), program);
+}
+
+// Propagator type -> native class, for handles. Each family adds its rows as
+// its native classes are built; a type without a row gets "CP$Adapter".
+const char* nuvCPNativeClassOf(const NuvCPDaemonI* c) {
+  struct Row {
+    const std::type_info* type;
+    const char* name;
+  };
+  static constexpr Row kRows[] = {
+      {nullptr, nullptr},
+  };
+  if (!c) return nullptr;
+  const std::type_info& t = typeid(*c);
+  for (const Row& r : kRows)
+    if (r.type && *r.type == t) return r.name;
+  return nullptr;
 }

@@ -1,0 +1,147 @@
+// Scripts' view of the module: stores, variables, domains and lists created
+// by class name and used through their method tables only.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "fd/NuvCPModule.h"
+#include "host/PimError.h"
+#include "host/Rav.h"
+
+namespace {
+
+class LanguageTest : public ::testing::Test {
+ protected:
+  LanguageTest() {
+    program.getMgr()->setTraceLevel(-1);
+    nuvfdModuleRegistry(&program, nullptr);
+  }
+  NuvNativeObject* makeStore() { return rt.create("CP$Store", 0); }
+  NuvNativeObject* makeVar(NuvNativeObject* store, int lo, int hi) {
+    rt.push(store);
+    rt.push(lo);
+    rt.push(hi);
+    return rt.create("CP$VarInt", 3);
+  }
+  RavValue call(NuvNativeObject* o, const char* m) { return rt.call(o, m, 0); }
+  RavValue call(NuvNativeObject* o, const char* m, RavValue a) {
+    rt.push(std::move(a));
+    return rt.call(o, m, 1);
+  }
+  RavValue call(NuvNativeObject* o, const char* m, RavValue a, RavValue b) {
+    rt.push(std::move(a));
+    rt.push(std::move(b));
+    return rt.call(o, m, 2);
+  }
+  template <class E>
+  std::string errorOf(const std::function<void()>& f) {
+    try {
+      f();
+    } catch (const E& e) {
+      return e.message();
+    }
+    return "(no error)";
+  }
+
+  RavProgram program;
+  RavRuntime rt{program};
+};
+
+TEST_F(LanguageTest, DecisionsNarrowAndChoicePointsUndoThem) {
+  NuvNativeObject* s = makeStore();
+  NuvNativeObject* x = makeVar(s, 1, 10);
+  EXPECT_EQ(call(x, "getSize").asInt(), 10);
+  EXPECT_EQ(call(s, "push").asInt(), 1);
+  EXPECT_EQ(call(s, "lthen", x, 5).asInt(), 2);
+  EXPECT_EQ(call(s, "diff", x, 2).asInt(), 2);
+  EXPECT_EQ(call(x, "toString").asString(), "(DOM:3)[1,3,4]");
+  EXPECT_FALSE(call(x, "member", 2).asBool());
+  EXPECT_TRUE(call(s, "pop").asBool());
+  EXPECT_EQ(call(x, "getMax").asInt(), 10);
+  EXPECT_TRUE(call(x, "member", 2).asBool());
+  EXPECT_EQ(call(s, "label", x, 7).asInt(), 2);
+  EXPECT_EQ(call(x, "getValue").asInt(), 7);
+  EXPECT_EQ(call(s, "label", x, 8).asInt(), 0);
+  EXPECT_FALSE(call(s, "isConsistent").asBool());
+}
+
+TEST_F(LanguageTest, VariablesFromSetsAndTheirErrors) {
+  NuvNativeObject* s = makeStore();
+  rt.push(s);
+  rt.push(RavIntSet::of({2, 3, 7, 9}));
+  NuvNativeObject* x = rt.create("CP$VarInt", 2);
+  EXPECT_EQ(call(x, "toString").asString(), "(DOM:4)[2,3,7,9]");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { call(x, "getValue"); }),
+            "The CP variable is not bound: it cannot be evaluated to int");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { makeVar(s, 5, 4); }),
+            "The domain is empty upon creation of the decision variable");
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { makeVar(nullptr, 1, 4); }),
+            "var<CP>{int}(null,int,int)");
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { call(x, "addAC5Bind", RavValue()); }),
+            "addAC5Bind(null)");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { call(s, "label", 3, 3); }),
+            "argument 1: expected object, got int");
+  // Bounds beyond the clamping limits are clamped, not refused.
+  rt.push(s);
+  rt.push(std::int64_t{-5000000000});
+  rt.push(std::int64_t{5000000000});
+  NuvNativeObject* wide = rt.create("CP$VarInt", 3);
+  EXPECT_EQ(call(wide, "getMin").asInt(), -1073741823);
+  EXPECT_EQ(call(wide, "getSize").asInt(), 2147483646);
+}
+
+TEST_F(LanguageTest, DomainObject) {
+  NuvNativeObject* s = makeStore();
+  rt.push(s);
+  rt.push(RavIntSet::range(1, 10));
+  NuvNativeObject* d = rt.create("CP$Domain", 2);
+  std::ostringstream os;
+  d->print(os);
+  EXPECT_EQ(os.str(), "dom(1 .. 10)");
+  call(d, "setValue", 4, false);
+  EXPECT_EQ(call(d, "nextValue", 4).asInt(), 5);
+  EXPECT_EQ(call(d, "prevValue", 4).asInt(), 3);
+  EXPECT_THROW(call(d, "member", 11), PimExecutionError);
+
+  rt.push(RavValue());
+  rt.push(RavIntSet::range(1, 10));
+  try {
+    rt.create("CP$Domain", 2);
+    ADD_FAILURE();
+  } catch (const PimNullPointerError& e) {
+    EXPECT_EQ(e.message(), "solver is null");
+    EXPECT_EQ(e.source().file, "Domain constructor");
+  }
+  rt.push(s);
+  rt.push(RavValue());
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { rt.create("CP$Domain", 2); }), "range is null");
+}
+
+TEST_F(LanguageTest, TrailIntListShrinksOnBacktrack) {
+  NuvNativeObject* s = makeStore();
+  rt.push(s);
+  NuvNativeObject* l = rt.create("CP$TrailIntList", 1);
+  for (int i = 0; i < 10; ++i) call(l, "add", i);
+  call(s, "push");
+  for (int i = 10; i < 20; ++i) call(l, "add", i);
+  EXPECT_EQ(call(l, "size").asInt(), 20);
+  call(s, "pop");
+  EXPECT_EQ(call(l, "size").asInt(), 10);
+  EXPECT_EQ(call(l, "get", 9).asInt(), 9);
+  call(l, "add", 42);
+  EXPECT_EQ(call(l, "toString").asString(), "[0,1,2,3,4,5,6,7,8,9,42]");
+  EXPECT_THROW(call(l, "get", 11), PimExecutionError);
+}
+
+TEST_F(LanguageTest, StoresAreIndependent) {
+  NuvNativeObject* s1 = makeStore();
+  NuvNativeObject* s2 = makeStore();
+  NuvNativeObject* x = makeVar(s1, 0, 3);
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { call(s2, "label", x, 1); }),
+            "attempting to label a variable from a different solver.");
+  EXPECT_EQ(call(x, "getSize").asInt(), 4);
+  EXPECT_EQ(call(s1, "getNbIntVars").asInt(), 1);
+  EXPECT_EQ(call(s2, "getNbIntVars").asInt(), 0);
+}
+
+}  // namespace
