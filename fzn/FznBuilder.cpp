@@ -298,7 +298,9 @@ void FznBuilder::binary(const FznExpr& x, const FznExpr& y, std::int64_t k, Rel 
   }
   if (isFixed(y)) {
     // x rel c
-    const int c = checkedInt(fixedValue(y) + k, pos, "constant");
+    // Variables never leave the representable range, so a constant beyond it
+    // acts like the first value past the range's end.
+    const int c = static_cast<int>(std::clamp(fixedValue(y) + k, kMinValue - 1, kMaxValue + 1));
     const char* unary[] = {"CP$Equalc", "CP$NEqualc", "CP$LEqualc"};
     const char* unaryR[] = {"CP$ReifyEqualc", "CP$ReifyNEqualc", "CP$ReifyLEqualc"};
     if (!r)
@@ -309,7 +311,7 @@ void FznBuilder::binary(const FznExpr& x, const FznExpr& y, std::int64_t k, Rel 
   }
   if (isFixed(x)) {
     // c rel y + k  <=>  y rel' c - k
-    const int c = checkedInt(fixedValue(x) - k, pos, "constant");
+    const int c = static_cast<int>(std::clamp(fixedValue(x) - k, kMinValue - 1, kMaxValue + 1));
     const char* unary[] = {"CP$Equalc", "CP$NEqualc", "CP$GEqualc"};
     const char* unaryR[] = {"CP$ReifyEqualc", "CP$ReifyNEqualc", "CP$ReifyGEqualc"};
     if (!r)
