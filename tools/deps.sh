@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages nuvfd needs, skipping those already present.
 set -euo pipefail
-pkgs=(g++ cmake ninja-build pkg-config googletest libgtest-dev libbenchmark-dev libsigc++-3.0-dev)
+pkgs=(g++ cmake ninja-build pkg-config googletest libgtest-dev libbenchmark-dev libsigc++-3.0-dev python3)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
