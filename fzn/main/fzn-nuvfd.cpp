@@ -4,6 +4,7 @@
 // Exit status: 0 when the run ended normally (whatever the answer), 1 for a
 // bad command line or a model error (with a message on stderr naming the
 // file, line and column), 2 for an internal error.
+#include <atomic>
 #include <csignal>
 #include <exception>
 #include <iostream>
@@ -14,6 +15,17 @@
 #include "fzn/FznOptions.h"
 #include "fzn/FznSolve.h"
 #include "host/PimError.h"
+
+namespace {
+
+// The one piece of process-wide state: a signal can only reach the search
+// through something global. The search polls it and stops, keeping what it
+// found.
+std::atomic<bool> stopRequested{false};
+
+extern "C" void onSignal(int) { stopRequested.store(true, std::memory_order_relaxed); }
+
+}  // namespace
 
 int main(int argc, char** argv) {
   std::ios::sync_with_stdio(false);
@@ -33,7 +45,9 @@ int main(int argc, char** argv) {
     return 0;
   }
   try {
-    return fznRun(options, std::cout, std::cerr);
+    std::signal(SIGINT, onSignal);
+    std::signal(SIGTERM, onSignal);
+    return fznRun(options, std::cout, std::cerr, &stopRequested);
   } catch (const PimError& e) {
     std::cerr << e.what() << "\n";
     return 1;
