@@ -9,6 +9,8 @@
 #include "fd/NuvCPManager.h"
 #include "fd/NuvCPConstraintI.h"
 #include "fd/NuvCPNative.h"
+#include "fd/NuvCPRelation.h"
+#include "fd/NuvCPRelationI.h"
 #include "host/Rav.h"
 
 namespace {
@@ -40,23 +42,23 @@ const ClassRow kClasses[] = {
     {"CP$VarBool", unavailable},
     {"CP$VarFloat", unavailable},
     {"CP$CExpr", unavailable},
-    {"CP$Equal", unavailable},
+    {"CP$Equal", nuvCPRelationFactory},
     {"CP$TernaryEqual", unavailable},
-    {"CP$LEqual", unavailable},
-    {"CP$SLEqual", unavailable},
-    {"CP$NEqual", unavailable},
-    {"CP$Equalc", unavailable},
-    {"CP$NEqualc", unavailable},
-    {"CP$LEqualc", unavailable},
-    {"CP$GEqualc", unavailable},
-    {"CP$ReifyEqualc", unavailable},
-    {"CP$ReifyNEqualc", unavailable},
-    {"CP$ReifyLEqualc", unavailable},
-    {"CP$ReifyGEqualc", unavailable},
-    {"CP$ReifyEqual", unavailable},
-    {"CP$ReifyNEqual", unavailable},
-    {"CP$ReifyLEqual", unavailable},
-    {"CP$ReifyGEqual", unavailable},
+    {"CP$LEqual", nuvCPRelationFactory},
+    {"CP$SLEqual", nuvCPRelationFactory},
+    {"CP$NEqual", nuvCPRelationFactory},
+    {"CP$Equalc", nuvCPRelationFactory},
+    {"CP$NEqualc", nuvCPRelationFactory},
+    {"CP$LEqualc", nuvCPRelationFactory},
+    {"CP$GEqualc", nuvCPRelationFactory},
+    {"CP$ReifyEqualc", nuvCPRelationFactory},
+    {"CP$ReifyNEqualc", nuvCPRelationFactory},
+    {"CP$ReifyLEqualc", nuvCPRelationFactory},
+    {"CP$ReifyGEqualc", nuvCPRelationFactory},
+    {"CP$ReifyEqual", nuvCPRelationFactory},
+    {"CP$ReifyNEqual", nuvCPRelationFactory},
+    {"CP$ReifyLEqual", nuvCPRelationFactory},
+    {"CP$ReifyGEqual", nuvCPRelationFactory},
     {"CP$LogicOr", unavailable},
     {"CP$LogicAnd", unavailable},
     {"CP$LogicImply", unavailable},
@@ -78,7 +80,7 @@ const ClassRow kClasses[] = {
     {"CP$LinearPNEquation", unavailable},
     {"CP$LinearPNEquationC", unavailable},
     {"CP$LinearGEQ", unavailable},
-    {"CP$EqualAC", unavailable},
+    {"CP$EqualAC", nuvCPRelationFactory},
     {"CP$Pair", unavailable},
     {"CP$LexLeq", unavailable},
     {"CP$Minimize", unavailable},
@@ -191,8 +193,24 @@ const char* nuvCPNativeClassOf(const NuvCPDaemonI* c) {
     const std::type_info* type;
     const char* name;
   };
-  static constexpr Row kRows[] = {
-      {nullptr, nullptr},
+  static const Row kRows[] = {
+      {&typeid(NuvCPEqualBCI), "CP$Equal"},
+      {&typeid(NuvCPEqualACI), "CP$EqualAC"},
+      {&typeid(NuvCPLEqualI), "CP$LEqual"},
+      {&typeid(NuvCPSLEqualI), "CP$SLEqual"},
+      {&typeid(NuvCPNEqualI), "CP$NEqual"},
+      {&typeid(NuvCPEqualcI), "CP$Equalc"},
+      {&typeid(NuvCPNEqualcI), "CP$NEqualc"},
+      {&typeid(NuvCPLEqualcI), "CP$LEqualc"},
+      {&typeid(NuvCPGEqualcI), "CP$GEqualc"},
+      {&typeid(NuvCPReifyEqualcI), "CP$ReifyEqualc"},
+      {&typeid(NuvCPReifyNEqualcI), "CP$ReifyNEqualc"},
+      {&typeid(NuvCPReifyLEqualcI), "CP$ReifyLEqualc"},
+      {&typeid(NuvCPReifyGEqualcI), "CP$ReifyGEqualc"},
+      {&typeid(NuvCPReifyEqualBCI), "CP$ReifyEqual"},
+      {&typeid(NuvCPReifyEqualACI), "CP$ReifyEqual"},
+      {&typeid(NuvCPReifyNEqualI), "CP$ReifyNEqual"},
+      {&typeid(NuvCPReifyLEqualI), "CP$ReifyLEqual"},
   };
   if (!c) return nullptr;
   const std::type_info& t = typeid(*c);

@@ -24,7 +24,12 @@ NuvCPArgs::NuvCPArgs(RavRuntime& rt, const char* name, std::initializer_list<con
     : _rt(rt), _name(name), _types(types), _receiver(receiver) {}
 
 std::string NuvCPArgs::nullMessage(int n) const {
-  std::string s = n == _receiver ? std::string("null ") + _name + "(" : std::string(_name) + "(";
+  // A reified form names its result first: "null operator==(...)" when the
+  // result is missing, "var<CP>{bool} operator==(null,int)" otherwise.
+  std::string s;
+  if (_receiver >= 0)
+    s = std::string(n == _receiver ? "null" : _types[static_cast<std::size_t>(_receiver)]) + " ";
+  s += std::string(_name) + "(";
   bool first = true;
   for (int i = 0; i < static_cast<int>(_types.size()); ++i) {
     if (i == _receiver) continue;

@@ -75,8 +75,10 @@ class NuvCPVarObject : public NuvNativeObject {
 //     NuvCPArgs a(rt, "operator==", {"var<CP>{int}", "var<CP>{int}", "int"});
 // A null where a value is needed throws PimNullPointerError whose message is
 // the signature with "null" in that place: "operator==(var<CP>{int},null,int)".
-// When `receiver` names an argument, a null there is reported in front of the
-// signature, which then leaves that argument out ("null operator=>(...)").
+// When `receiver` names an argument (the result of a reified form), its type
+// is written in front of the signature, which leaves that argument out; a
+// null there reads "null operator==(var<CP>{int},int)", a null elsewhere
+// "var<CP>{bool} operator==(null,int)".
 class NuvCPArgs {
  public:
   NuvCPArgs(RavRuntime& rt, const char* name, std::initializer_list<const char*> types,
