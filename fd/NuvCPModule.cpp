@@ -8,6 +8,8 @@
 #include "fd/NuvCPIntVar.h"
 #include "fd/NuvCPManager.h"
 #include "fd/NuvCPConstraintI.h"
+#include "fd/NuvCPLinEquation.h"
+#include "fd/NuvCPLinEquationI.h"
 #include "fd/NuvCPNative.h"
 #include "fd/NuvCPRelation.h"
 #include "fd/NuvCPRelationI.h"
@@ -73,13 +75,13 @@ const ClassRow kClasses[] = {
     {"CP$ElementVarSorted", unavailable},
     {"CP$AllDiff", unavailable},
     {"CP$AtLeastNValue", unavailable},
-    {"CP$SumBoolEqual", unavailable},
-    {"CP$SumBoolEqualCst", unavailable},
-    {"CP$LinearEquation", unavailable},
+    {"CP$SumBoolEqual", nuvCPLinearFactory},
+    {"CP$SumBoolEqualCst", nuvCPLinearFactory},
+    {"CP$LinearEquation", nuvCPLinearFactory},
     {"CP$FLinearEquation", unavailable},
-    {"CP$LinearPNEquation", unavailable},
-    {"CP$LinearPNEquationC", unavailable},
-    {"CP$LinearGEQ", unavailable},
+    {"CP$LinearPNEquation", nuvCPLinearFactory},
+    {"CP$LinearPNEquationC", nuvCPLinearFactory},
+    {"CP$LinearGEQ", nuvCPLinearFactory},
     {"CP$EqualAC", nuvCPRelationFactory},
     {"CP$Pair", unavailable},
     {"CP$LexLeq", unavailable},
@@ -211,6 +213,15 @@ const char* nuvCPNativeClassOf(const NuvCPDaemonI* c) {
       {&typeid(NuvCPReifyEqualACI), "CP$ReifyEqual"},
       {&typeid(NuvCPReifyNEqualI), "CP$ReifyNEqual"},
       {&typeid(NuvCPReifyLEqualI), "CP$ReifyLEqual"},
+      {&typeid(NuvCPLinearEquationI), "CP$LinearEquation"},
+      {&typeid(NuvCPLinearNotEqualI), "CP$LinearEquation"},
+      {&typeid(NuvCPLinearEquationReifI), "CP$LinearEquation"},
+      {&typeid(NuvCPLinearGEQI), "CP$LinearGEQ"},
+      {&typeid(NuvCPLinearGEQReifI), "CP$LinearGEQ"},
+      {&typeid(NuvCPLinearPNEquationI), "CP$LinearPNEquation"},
+      {&typeid(NuvCPLinearPNEquationCI), "CP$LinearPNEquationC"},
+      {&typeid(NuvCPSumBoolEqualCstI), "CP$SumBoolEqualCst"},
+      {&typeid(NuvCPSumBoolEqualI), "CP$SumBoolEqual"},
   };
   if (!c) return nullptr;
   const std::type_info& t = typeid(*c);

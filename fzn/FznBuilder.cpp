@@ -447,25 +447,25 @@ void FznBuilder::linear(std::vector<std::int64_t> coefs, RavObjectArray xs, std:
     post("CP$SLEqual", {RavValue(vs.values[0]), RavValue(vs.values[1]), RavValue(rhs32)});
     return;
   }
+  // The linear classes take the normal form sum + k rel 0.
   if (rel == Rel::Le) {
-    // sum <= rhs  <=>  sum of negated terms >= -rhs
+    // sum <= rhs  <=>  -sum + rhs >= 0
     std::vector<std::int64_t> neg(cs.size());
     for (std::size_t i = 0; i < cs.size(); ++i) neg[i] = -cs[i];
-    const int nrhs = checkedInt(-rhs, pos, "right-hand side");
-    if (r)
-      post("CP$LinearGEQ", {RavValue(intArray(neg, pos)), RavValue(vs), RavValue(nrhs), RavValue(r)});
-    else
-      post("CP$LinearGEQ", {RavValue(intArray(neg, pos)), RavValue(vs), RavValue(nrhs)});
+    std::vector<RavValue> args = {RavValue(intArray(neg, pos)), RavValue(vs), RavValue(rhs32)};
+    if (r) args.emplace_back(r);
+    post("CP$LinearGEQ", std::move(args));
     return;
   }
-  if (rel == Rel::Eq && !r) {
-    post("CP$LinearEquation", {RavValue(intArray(cs, pos)), RavValue(vs), RavValue(rhs32)});
-    return;
-  }
-  // Disequality and reified equality: b <=> sum == rhs, with b fixed to 0 or
-  // the negation of the control for a disequality.
-  NuvNativeObject* b = rel == Rel::Eq ? r : r ? negation(r) : constant(0, pos);
-  post("CP$LinearEquation", {RavValue(intArray(cs, pos)), RavValue(vs), RavValue(rhs32), RavValue(b)});
+  const int k = checkedInt(-rhs, pos, "right-hand side");
+  std::vector<RavValue> args = {RavValue(intArray(cs, pos)), RavValue(vs), RavValue(k)};
+  if (rel == Rel::Eq && r)
+    args.emplace_back(r);
+  else if (rel == Rel::Ne && r)
+    args.emplace_back(negation(r));  // b <=> sum != rhs  is  not b <=> sum == rhs
+  else if (rel == Rel::Ne)
+    args.emplace_back("!=");
+  post("CP$LinearEquation", std::move(args));
 }
 
 void FznBuilder::intLinEq(const FznConstraint& c) {
