@@ -8,6 +8,8 @@
 #include "fd/NuvCPIntVar.h"
 #include "fd/NuvCPManager.h"
 #include "fd/NuvCPConstraintI.h"
+#include "fd/NuvCPElement.h"
+#include "fd/NuvCPElementI.h"
 #include "fd/NuvCPLinEquation.h"
 #include "fd/NuvCPLinEquationI.h"
 #include "fd/NuvCPNative.h"
@@ -70,8 +72,8 @@ const ClassRow kClasses[] = {
     {"CP$SoftAtMost", unavailable},
     {"CP$SetCardinality", unavailable},
     {"CP$Stretch", unavailable},
-    {"CP$Element", unavailable},
-    {"CP$ElementVar", unavailable},
+    {"CP$Element", nuvCPElementFactory},
+    {"CP$ElementVar", nuvCPElementFactory},
     {"CP$ElementVarSorted", unavailable},
     {"CP$AllDiff", unavailable},
     {"CP$AtLeastNValue", unavailable},
@@ -222,6 +224,10 @@ const char* nuvCPNativeClassOf(const NuvCPDaemonI* c) {
       {&typeid(NuvCPLinearPNEquationCI), "CP$LinearPNEquationC"},
       {&typeid(NuvCPSumBoolEqualCstI), "CP$SumBoolEqualCst"},
       {&typeid(NuvCPSumBoolEqualI), "CP$SumBoolEqual"},
+      {&typeid(NuvCPElementBCI), "CP$Element"},
+      {&typeid(NuvCPElementACI), "CP$Element"},
+      {&typeid(NuvCPElementVarBCI), "CP$ElementVar"},
+      {&typeid(NuvCPElementVarACI), "CP$ElementVar"},
   };
   if (!c) return nullptr;
   const std::type_info& t = typeid(*c);

@@ -560,7 +560,10 @@ void FznBuilder::arrayIntMaximum(const FznConstraint& c) {
 
 void FznBuilder::arrayIntElement(const FznConstraint& c) {
   std::vector<std::int64_t> values;
-  for (const FznExpr& e : _m.arrayElements(c.args[1])) values.push_back(_m.intValue(e));
+  for (const FznExpr& e : _m.arrayElements(c.args[1])) {
+    const FznExpr& d = _m.deref(e);
+    values.push_back(d.kind == FznExprKind::Bool ? (d.boolValue() ? 1 : 0) : _m.intValue(e));
+  }
   post("CP$Element", {RavValue(var(c.args[0])), RavValue(intArray(values, c.pos)),
                       RavValue(var(c.args[2]))});
 }

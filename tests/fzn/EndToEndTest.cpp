@@ -83,7 +83,7 @@ TEST_P(EndToEnd, SameAnswersAsGecode) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Models, EndToEnd,
-                         ::testing::Values("t_queens", "t_unsat", "t_reif", "t_linear",
-                                           "t_knapsack"));
+                         ::testing::Values("t_queens", "t_unsat", "t_reif", "t_linear", "t_setin",
+                                           "t_element", "t_knapsack"));
 
 }  // namespace
