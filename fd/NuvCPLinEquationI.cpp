@@ -62,6 +62,7 @@ NuvCPLinearBaseI::NuvCPLinearBaseI(NuvCPManagerI* s, int n, const int* coefs,
   _coefs = count ? a->allocateArray<std::int32_t>(count) : nullptr;
   _vars = count ? a->allocateArray<NuvCPIntVarI*>(count) : nullptr;
   _free = count ? a->allocateArray<Term>(count) : nullptr;
+  _bounds = count ? a->allocateArray<Bounds>(count) : nullptr;
   if (!ok()) return;
   for (int i = 0; i < n; ++i) {
     _coefs[i] = coefs[i];
@@ -156,25 +157,30 @@ int NuvCPLinearBaseI::propagateEquation() {
 }
 
 int NuvCPLinearBaseI::propagateAtLeast(int sign, std::int64_t shift) {
+  // The bounds are read once into the scratch list; a variable is narrowed
+  // only when its new bound actually moves it.
   std::int64_t sup = sign * std::int64_t{_k} + shift;
   for (int i = 0; i < _n; ++i) {
+    const NuvCPIntVarI* x = _vars[i];
+    const int lo = x->getMin(), hi = x->getMax();
+    _bounds[i] = Bounds{lo, hi};
     const std::int64_t a = sign * std::int64_t{_coefs[i]};
-    sup += a > 0 ? a * _vars[i]->getMax() : a * _vars[i]->getMin();
+    sup += a > 0 ? a * hi : a * lo;
   }
   if (sup < 0) return NuvCPFailure;
-  int status = NuvCPSuspend;
-  for (int i = 0; i < _n && status != NuvCPFailure; ++i) {
-    NuvCPIntVarI* x = _vars[i];
+  for (int i = 0; i < _n; ++i) {
+    const Bounds b = _bounds[i];
+    if (b.lo == b.hi) continue;
     const std::int64_t a = sign * std::int64_t{_coefs[i]};
     if (a > 0) {
-      const std::int64_t r = sup - a * x->getMax();
-      status = x->updateMin(toInt(ceilDiv(-r, a)));
+      const std::int64_t v = ceilDiv(-(sup - a * b.hi), a);
+      if (v > b.lo && _vars[i]->updateMin(toInt(v)) == NuvCPFailure) return NuvCPFailure;
     } else if (a < 0) {
-      const std::int64_t r = sup - a * x->getMin();
-      status = x->updateMax(toInt(floorDiv(-r, a)));
+      const std::int64_t v = floorDiv(-(sup - a * b.lo), a);
+      if (v < b.hi && _vars[i]->updateMax(toInt(v)) == NuvCPFailure) return NuvCPFailure;
     }
   }
-  return status != NuvCPFailure ? NuvCPSuspend : NuvCPFailure;
+  return NuvCPSuspend;
 }
 
 int NuvCPLinearBaseI::propagateNotEqual() {

@@ -31,7 +31,7 @@ class NuvCPLinearBaseI : public NuvCPCstrI {
   int coef(int i) const { return _coefs[i]; }
   NuvCPIntVarI* var(int i) const { return _vars[i]; }
   // False when the arena could not hold the arrays; post then fails.
-  bool ok() const { return _n == 0 || (_coefs && _vars && _free); }
+  bool ok() const { return _n == 0 || (_coefs && _vars && _free && _bounds); }
 
  protected:
   void printTerms(std::ostream& os, const char* header) const;
@@ -54,6 +54,11 @@ class NuvCPLinearBaseI : public NuvCPCstrI {
     std::int32_t a;
   };
   Term* _free;  // scratch: the unbound terms of the current pass
+  struct Bounds {
+    std::int32_t lo;
+    std::int32_t hi;
+  };
+  Bounds* _bounds;  // scratch: the bounds read at the start of a pass
 };
 
 // sum(a[i] * x[i]) + k == 0

@@ -109,7 +109,11 @@ class NuvCPArgs {
 // subclass) and the native class of the variables it expects.
 class NuvCPCstr : public NuvNativeObject {
  public:
-  using NuvNativeObject::NuvNativeObject;
+  // Subclasses keep their converted arguments in standard containers, so
+  // the arena runs the destructor when it goes.
+  NuvCPCstr(PimAllocator* a, const NuvNativeClass* cls) : NuvNativeObject(a, cls) {
+    if (a) a->registerFinalizer(this);
+  }
   std::size_t classSize() const override { return sizeof(NuvCPCstr); }
   // An argument list this class does not accept.
   void init(RavRuntime& rt, int nargs) override;

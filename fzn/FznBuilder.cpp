@@ -109,9 +109,45 @@ void FznBuilder::checkUnsupportedDecl(const FznDecl& d) const {
                        "')");
 }
 
+void FznBuilder::findAliases() {
+  // bool2int(a, b) with b an integer variable of its own that can be 0 and 1:
+  // b is a itself, and the constraint is not posted. Models with reified
+  // sums have one of these per Boolean; sharing the variable saves a
+  // propagator and a round of events each.
+  _aliasOf.assign(_m.symbolCount(), UINT32_MAX);
+  _skip.assign(_m.constraints.size(), false);
+  for (std::size_t i = 0; i < _m.constraints.size(); ++i) {
+    const FznConstraint& c = _m.constraints[i];
+    if (_m.name(c.symbol) != "bool2int" || c.args.size() != 2) continue;
+    const FznExpr& a = _m.deref(c.args[0]);
+    const FznExpr& b = _m.deref(c.args[1]);
+    if (a.kind != FznExprKind::Ident || b.kind != FznExprKind::Ident || a.symbol == b.symbol) continue;
+    const FznDecl* db = _m.find(b.symbol);
+    if (!db || !db->isVar() || db->isArray() || db->value || _aliasOf[b.symbol] != UINT32_MAX)
+      continue;
+    if (db->type.base != FznBaseType::Int) continue;
+    if (db->type.domain) {
+      std::vector<FznIntRange> dom = _m.intSetValue(*db->type.domain);
+      auto has = [&](std::int64_t v) {
+        return std::any_of(dom.begin(), dom.end(),
+                           [&](const FznIntRange& r) { return r.low <= v && v <= r.high; });
+      };
+      if (!has(0) || !has(1)) continue;
+    }
+    // Follow a to the variable it stands for, so that chains end at a root.
+    std::uint32_t root = a.symbol;
+    while (_aliasOf[root] != UINT32_MAX) root = _aliasOf[root];
+    if (root == b.symbol) continue;
+    _aliasOf[b.symbol] = root;
+    _skip[i] = true;
+  }
+}
+
 void FznBuilder::declareVars() {
+  findAliases();
   for (const FznDecl& d : _m.decls) {
     if (!d.isVar() || d.isArray() || d.value) continue;
+    if (_aliasOf[d.symbol] != UINT32_MAX) continue;
     NuvNativeObject* x = nullptr;
     if (d.type.base == FznBaseType::Bool) {
       x = newBoolVar();
@@ -143,6 +179,12 @@ void FznBuilder::declareVars() {
     }
     _varOf[d.symbol] = x;
     _modelVars.push_back(static_cast<NuvCPVarObject*>(x)->intVar());
+  }
+  for (const FznDecl& d : _m.decls) {
+    if (!d.isVar() || d.isArray() || d.value || _aliasOf[d.symbol] == UINT32_MAX) continue;
+    std::uint32_t root = d.symbol;
+    while (_aliasOf[root] != UINT32_MAX) root = _aliasOf[root];
+    _varOf[d.symbol] = _varOf[root];
   }
   // An alias with a domain of its own narrows what it names.
   for (const FznDecl& d : _m.decls) {
@@ -260,8 +302,10 @@ void FznBuilder::post(const char* className, std::vector<RavValue> args) {
 }
 
 void FznBuilder::buildConstraints() {
-  for (const FznConstraint& c : _m.constraints) {
+  for (std::size_t i = 0; i < _m.constraints.size(); ++i) {
+    const FznConstraint& c = _m.constraints[i];
     if (_failed) return;
+    if (_skip[i]) continue;
     _current = &c;
     const std::string& name = _m.name(c.symbol);
     auto it = _handlers.find(name);

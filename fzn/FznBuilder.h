@@ -67,6 +67,7 @@ class FznBuilder {
  private:
   using Handler = void (FznBuilder::*)(const FznConstraint&);
 
+  void findAliases();
   void declareVars();
   void buildConstraints();
   void buildOutputs();
@@ -147,6 +148,8 @@ class FznBuilder {
   NuvNativeObject* _store;
   std::unordered_map<std::string, Handler> _handlers;
   std::vector<NuvNativeObject*> _varOf;  // by symbol; null for non-variables
+  std::vector<std::uint32_t> _aliasOf;   // by symbol: the variable it shares, or UINT32_MAX
+  std::vector<bool> _skip;               // by constraint: already expressed by an alias
   std::unordered_map<std::int64_t, NuvNativeObject*> _constants;
   std::vector<NuvCPIntVarI*> _modelVars;
   std::vector<FznOutputItem> _outputs;
