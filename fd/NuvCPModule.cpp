@@ -8,6 +8,8 @@
 #include "fd/NuvCPIntVar.h"
 #include "fd/NuvCPManager.h"
 #include "fd/NuvCPConstraintI.h"
+#include "fd/NuvCPArith.h"
+#include "fd/NuvCPArithI.h"
 #include "fd/NuvCPElement.h"
 #include "fd/NuvCPElementI.h"
 #include "fd/NuvCPLinEquation.h"
@@ -45,9 +47,9 @@ const ClassRow kClasses[] = {
     {"CP$VarInt", factory<NuvCPIntVar>},
     {"CP$VarBool", unavailable},
     {"CP$VarFloat", unavailable},
-    {"CP$CExpr", unavailable},
+    {"CP$CExpr", nuvCPArithFactory},
     {"CP$Equal", nuvCPRelationFactory},
-    {"CP$TernaryEqual", unavailable},
+    {"CP$TernaryEqual", nuvCPArithFactory},
     {"CP$LEqual", nuvCPRelationFactory},
     {"CP$SLEqual", nuvCPRelationFactory},
     {"CP$NEqual", nuvCPRelationFactory},
@@ -90,8 +92,8 @@ const ClassRow kClasses[] = {
     {"CP$Minimize", unavailable},
     {"CP$Domain", factory<NuvCPDomain>},
     {"CP$Adapter", unavailable},
-    {"CP$Mult", unavailable},
-    {"CP$Square", unavailable},
+    {"CP$Mult", nuvCPArithFactory},
+    {"CP$Square", nuvCPArithFactory},
     {"CP$circuit", unavailable},
     {"CP$NoCycle", unavailable},
     {"CP$Inverse", unavailable},
@@ -224,6 +226,10 @@ const char* nuvCPNativeClassOf(const NuvCPDaemonI* c) {
       {&typeid(NuvCPLinearPNEquationCI), "CP$LinearPNEquationC"},
       {&typeid(NuvCPSumBoolEqualCstI), "CP$SumBoolEqualCst"},
       {&typeid(NuvCPSumBoolEqualI), "CP$SumBoolEqual"},
+      {&typeid(NuvCPMultI), "CP$Mult"},
+      {&typeid(NuvCPAbsI), "CP$CExpr"},
+      {&typeid(NuvCPBinaryFunctionI), "CP$CExpr"},
+      {&typeid(NuvCPArrayMinMaxI), "CP$CExpr"},
       {&typeid(NuvCPElementBCI), "CP$Element"},
       {&typeid(NuvCPElementACI), "CP$Element"},
       {&typeid(NuvCPElementVarBCI), "CP$ElementVar"},
