@@ -1,9 +1,11 @@
 #include "fd/NuvCPElementI.h"
 
 #include <algorithm>
+#include <array>
 #include <ostream>
 
 #include "fd/NuvCPManagerI.h"
+#include "host/PimError.h"
 
 namespace {
 
@@ -68,9 +70,11 @@ void NuvCPElementBCI::print(std::ostream& os) const {
 
 int NuvCPElementBCI::post(int) {
   if (_x->isBound()) {
+    // Nothing is left to propagate once z is bound: the constraint is off.
     const int i = _x->getMin();
     if (i < _a.low || i > _a.high()) return NuvCPFailure;
-    return _z->bind(_a.at(i));
+    setEnabled(0);
+    return _z->bind(_a.at(i)) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
   }
   if (_x->updateMin(_a.low) == NuvCPFailure || _x->updateMax(_a.high()) == NuvCPFailure)
     return NuvCPFailure;
@@ -156,6 +160,10 @@ int NuvCPElementACI::rankOf(int value) const {
 }
 
 int NuvCPElementACI::post(int) {
+  // The native class checks this before building; a propagator built
+  // directly reports the same error.
+  if (!valueRangeFits(_a, _x))
+    throw PimExecutionError(PimSource(), "value range in element constraint is too large");
   if (_x->updateMin(_a.low) == NuvCPFailure || _x->updateMax(_a.high()) == NuvCPFailure)
     return NuvCPFailure;
   PimAllocator* al = store()->allocator();
@@ -358,4 +366,184 @@ int NuvCPElementVarACI::propagate() {
     });
     return r;
   }
+}
+
+// ---- over a sorted array of variables ---------------------------------------------------
+
+void NuvCPElementVarSortedI::print(std::ostream& os) const {
+  os << "ElementVarSorted(";
+  _z->print(os);
+  os << ",[";
+  for (int i = 0; i < _n; ++i) {
+    if (i) os << ",";
+    _vars[i]->print(os);
+  }
+  os << "],";
+  _x->print(os);
+  os << ")";
+}
+
+int NuvCPElementVarSortedI::post(int) {
+  if (!ok() || _n == 0) return NuvCPFailure;
+  if (_x->updateMin(_low) == NuvCPFailure || _x->updateMax(_low + _n - 1) == NuvCPFailure)
+    return NuvCPFailure;
+  _x->addDomain(this);
+  _z->addBounds(this);
+  for (int i = 0; i < _n; ++i)
+    if (!_vars[i]->isBound()) _vars[i]->addBounds(this);
+  return propagate();
+}
+
+int NuvCPElementVarSortedI::propagate() {
+  // The order on bounds: each min at least its left neighbour's, each max at
+  // most its right neighbour's.
+  for (int i = 1; i < _n; ++i)
+    if (_vars[i]->updateMin(_vars[i - 1]->getMin()) == NuvCPFailure) return NuvCPFailure;
+  for (int i = _n - 2; i >= 0; --i)
+    if (_vars[i]->updateMax(_vars[i + 1]->getMax()) == NuvCPFailure) return NuvCPFailure;
+  const int zmin = _z->getMin(), zmax = _z->getMax();
+  // Maxima rise with the index, so the indices whose variable lies wholly
+  // below z are a prefix; minima rise too, so those wholly above are a suffix.
+  int first = _x->getMin();
+  while (_vars[first - _low]->getMax() < zmin) {
+    if (first == _x->getMax()) return NuvCPFailure;
+    first = _x->nextValue(first);
+  }
+  int last = _x->getMax();
+  while (_vars[last - _low]->getMin() > zmax) {
+    if (last == first) return NuvCPFailure;
+    last = _x->prevValue(last);
+  }
+  if (_x->updateMin(first) == NuvCPFailure || _x->updateMax(last) == NuvCPFailure)
+    return NuvCPFailure;
+  NuvCPIntVarI* left = _vars[first - _low];
+  NuvCPIntVarI* right = _vars[last - _low];
+  // vars[first] <= vars[x] = z <= vars[last]: z lies between the two end
+  // variables, and they lie on their side of z.
+  if (_z->updateMin(left->getMin()) == NuvCPFailure || _z->updateMax(right->getMax()) == NuvCPFailure)
+    return NuvCPFailure;
+  if (left->updateMax(_z->getMax()) == NuvCPFailure || right->updateMin(_z->getMin()) == NuvCPFailure)
+    return NuvCPFailure;
+  return NuvCPSuspend;
+}
+
+// ---- over a constant grid ---------------------------------------------------------------
+
+NuvCPElementGridI::NuvCPElementGridI(NuvCPManagerI* s, int dims, const int* lows, const int* sizes,
+                                     const std::int32_t* values, NuvCPIntVarI* z,
+                                     NuvCPIntVarI* const* idx)
+    : NuvCPCstrI(s), _dims(dims), _z(z) {
+  PimAllocator* al = s->allocator();
+  std::size_t cells = 1;
+  for (int d = 0; d < dims; ++d) {
+    _low[d] = lows[d];
+    _size[d] = sizes[d];
+    _idx[d] = idx[d];
+    cells *= static_cast<std::size_t>(std::max(sizes[d], 0));
+    _seen[d] = sizes[d] > 0 ? al->allocateArray<std::uint8_t>(static_cast<std::size_t>(sizes[d]))
+                            : nullptr;
+  }
+  _values = cells > 0 ? al->allocateArray<std::int32_t>(cells) : nullptr;
+  for (std::size_t c = 0; _values && c < cells; ++c) _values[c] = values[c];
+}
+
+NuvCPElement2DI::NuvCPElement2DI(NuvCPManagerI* s, int xlow, int rows, int ylow, int cols,
+                                 const std::int32_t* values, NuvCPIntVarI* z, NuvCPIntVarI* x,
+                                 NuvCPIntVarI* y)
+    : NuvCPElementGridI(s, 2, std::array<int, 2>{xlow, ylow}.data(),
+                        std::array<int, 2>{rows, cols}.data(), values, z,
+                        std::array<NuvCPIntVarI*, 2>{x, y}.data()) {}
+
+NuvCPElement3DI::NuvCPElement3DI(NuvCPManagerI* s, int xlow, int nx, int ylow, int ny, int wlow,
+                                 int nw, const std::int32_t* values, NuvCPIntVarI* z,
+                                 NuvCPIntVarI* x, NuvCPIntVarI* y, NuvCPIntVarI* w)
+    : NuvCPElementGridI(s, 3, std::array<int, 3>{xlow, ylow, wlow}.data(),
+                        std::array<int, 3>{nx, ny, nw}.data(), values, z,
+                        std::array<NuvCPIntVarI*, 3>{x, y, w}.data()) {}
+
+void NuvCPElementGridI::mark(PimMarker& m) {
+  NuvCPCstrI::mark(m);
+  m.mark(_z);
+  for (int d = 0; d < _dims; ++d) m.mark(_idx[d]);
+}
+
+void NuvCPElementGridI::printDim(std::ostream& os, int d, int offset) const {
+  int stride = 1;
+  for (int e = d + 1; e < kMaxDims; ++e) stride *= _size[e];
+  os << "[";
+  for (int i = 0; i < _size[d]; ++i) {
+    if (i) os << ",";
+    if (d + 1 < _dims)
+      printDim(os, d + 1, offset + i * stride);
+    else
+      os << _values[offset + i];
+  }
+  os << "]";
+}
+
+void NuvCPElementGridI::printGrid(std::ostream& os) const {
+  _z->print(os);
+  os << " =BC ";
+  printDim(os, 0, 0);
+  os << "[";
+  for (int d = 0; d < _dims; ++d) {
+    if (d) os << ",";
+    _idx[d]->print(os);
+  }
+  os << "]";
+}
+
+int NuvCPElementGridI::post(int) {
+  if (!ok()) return NuvCPFailure;
+  for (int d = 0; d < _dims; ++d)
+    if (_idx[d]->updateMin(_low[d]) == NuvCPFailure ||
+        _idx[d]->updateMax(_low[d] + _size[d] - 1) == NuvCPFailure)
+      return NuvCPFailure;
+  for (int d = 0; d < _dims; ++d) _idx[d]->addDomain(this);
+  _z->addDomain(this);
+  return propagate();
+}
+
+int NuvCPElementGridI::propagate() {
+  for (int d = 0; d < _dims; ++d)
+    for (int i = 0; i < _size[d]; ++i) _seen[d][i] = 0;
+  // A missing third dimension is a single index at its low end.
+  const bool three = _dims == 3;
+  int lo = INT32_MAX, hi = INT32_MIN;
+  forEachValue(_idx[0], [&](int i) {
+    forEachValue(_idx[1], [&](int j) {
+      auto visit = [&](int k) {
+        const int v = cell(i, j, k);
+        if (!_z->member(v)) return true;
+        _seen[0][i - _low[0]] = 1;
+        _seen[1][j - _low[1]] = 1;
+        if (three) _seen[2][k - _low[2]] = 1;
+        lo = std::min(lo, v);
+        hi = std::max(hi, v);
+        return true;
+      };
+      if (three)
+        forEachValue(_idx[2], visit);
+      else
+        visit(_low[2]);
+      return true;
+    });
+    return true;
+  });
+  if (lo > hi) return NuvCPFailure;
+  // lo and hi are values of z, so the new bounds land on them exactly.
+  if (_z->updateMin(lo) == NuvCPFailure || _z->updateMax(hi) == NuvCPFailure) return NuvCPFailure;
+  int r = NuvCPSuspend;
+  bool allBound = true;
+  for (int d = 0; d < _dims && r != NuvCPFailure; ++d) {
+    NuvCPIntVarI* x = _idx[d];
+    forEachValue(x, [&](int i) {
+      if (!_seen[d][i - _low[d]]) r = x->removeValue(i);
+      return r != NuvCPFailure;
+    });
+    allBound = allBound && x->isBound();
+  }
+  if (r == NuvCPFailure) return r;
+  // Every index fixed and z equal to that cell: nothing more can happen.
+  return allBound ? NuvCPSuccess : NuvCPSuspend;
 }

@@ -25,6 +25,11 @@ struct NuvCPIntTable {
 class NuvCPElementBCI : public NuvCPCstrI {
  public:
   NuvCPElementBCI(NuvCPManagerI* s, NuvCPIntTable a, NuvCPIntVarI* z, NuvCPIntVarI* x);
+  // The form NuvCPCstrElementAdapter builds: z = table[x], table indexed from
+  // `low` (FlatZinc's arrays start at 1).
+  NuvCPElementBCI(NuvCPManagerI* s, int low, int n, std::int32_t* table, NuvCPIntVarI* x,
+                  NuvCPIntVarI* z)
+      : NuvCPElementBCI(s, NuvCPIntTable{low, n, table}, z, x) {}
   std::size_t classSize() const override { return sizeof(NuvCPElementBCI); }
   void mark(PimMarker& m) override;
   void print(std::ostream& os) const override;
@@ -58,6 +63,9 @@ class NuvCPElementBCI : public NuvCPCstrI {
 class NuvCPElementACI : public NuvCPCstrI {
  public:
   NuvCPElementACI(NuvCPManagerI* s, NuvCPIntTable a, NuvCPIntVarI* z, NuvCPIntVarI* x);
+  NuvCPElementACI(NuvCPManagerI* s, int low, int n, std::int32_t* table, NuvCPIntVarI* x,
+                  NuvCPIntVarI* z)
+      : NuvCPElementACI(s, NuvCPIntTable{low, n, table}, z, x) {}
   std::size_t classSize() const override { return sizeof(NuvCPElementACI); }
   void mark(PimMarker& m) override;
   void print(std::ostream& os) const override;
@@ -67,6 +75,7 @@ class NuvCPElementACI : public NuvCPCstrI {
   int valBind(NuvCPIntVarI* v, int val) override;
 
   // The range check of post: largest - smallest + 1 must fit in an int.
+  // Post raises "value range in element constraint is too large" otherwise.
   static bool valueRangeFits(const NuvCPIntTable& a, const NuvCPIntVarI* x);
 
  private:
@@ -127,4 +136,74 @@ class NuvCPElementVarACI : public NuvCPElementVarBCI {
   void print(std::ostream& os) const override;
   int propagate() override;
   int post(int level) override;
+};
+
+// z == vars[x] over an array that is kept sorted (nondecreasing): the
+// propagator maintains the order on bounds itself, which is what lets it cut
+// x from both ends only (the indices whose variables meet z's bounds form an
+// interval) and bound z by the two end variables.
+class NuvCPElementVarSortedI : public NuvCPElementVarBCI {
+ public:
+  using NuvCPElementVarBCI::NuvCPElementVarBCI;
+  std::size_t classSize() const override { return sizeof(NuvCPElementVarSortedI); }
+  void print(std::ostream& os) const override;
+  int propagate() override;
+  int post(int level) override;
+};
+
+// z == a[x][y] and z == a[x][y][w] over a constant grid stored row-major,
+// each dimension with its own index range. Each index keeps only the values
+// that some cell whose value z still holds selects (domain consistent on the
+// indices); z keeps the bounds of those cells' values.
+class NuvCPElementGridI : public NuvCPCstrI {
+ public:
+  static constexpr int kMaxDims = 3;
+  std::size_t classSize() const override { return sizeof(NuvCPElementGridI); }
+  void mark(PimMarker& m) override;
+  int propagate() override;
+  int post(int level) override;
+  bool ok() const { return _values && _seen[0] && _seen[1] && (_dims < 3 || _seen[2]); }
+
+ protected:
+  // `lows`, `sizes` and `idx` have `dims` entries; `values` holds the
+  // product of the sizes. Both are copied into the store's arena.
+  NuvCPElementGridI(NuvCPManagerI* s, int dims, const int* lows, const int* sizes,
+                    const std::int32_t* values, NuvCPIntVarI* z, NuvCPIntVarI* const* idx);
+  // z " =BC " a "[" x "," y ... "]"
+  void printGrid(std::ostream& os) const;
+
+ private:
+  void printDim(std::ostream& os, int d, int offset) const;
+  int cell(int i, int j, int k) const {
+    return _values[((i - _low[0]) * _size[1] + (j - _low[1])) * _size[2] + (k - _low[2])];
+  }
+
+  std::int32_t _dims;
+  std::int32_t _low[kMaxDims] = {0, 0, 0};
+  std::int32_t _size[kMaxDims] = {1, 1, 1};
+  std::int32_t* _values = nullptr;
+  NuvCPIntVarI* _z;
+  NuvCPIntVarI* _idx[kMaxDims] = {nullptr, nullptr, nullptr};
+  // Scratch of propagate, one flag per index of each dimension.
+  std::uint8_t* _seen[kMaxDims] = {nullptr, nullptr, nullptr};
+};
+
+// z == a[x][y]; a has `rows` rows indexed from `xlow` and `cols` columns
+// indexed from `ylow`.
+class NuvCPElement2DI : public NuvCPElementGridI {
+ public:
+  NuvCPElement2DI(NuvCPManagerI* s, int xlow, int rows, int ylow, int cols,
+                  const std::int32_t* values, NuvCPIntVarI* z, NuvCPIntVarI* x, NuvCPIntVarI* y);
+  std::size_t classSize() const override { return sizeof(NuvCPElement2DI); }
+  void print(std::ostream& os) const override { printGrid(os); }
+};
+
+// z == a[x][y][w].
+class NuvCPElement3DI : public NuvCPElementGridI {
+ public:
+  NuvCPElement3DI(NuvCPManagerI* s, int xlow, int nx, int ylow, int ny, int wlow, int nw,
+                  const std::int32_t* values, NuvCPIntVarI* z, NuvCPIntVarI* x, NuvCPIntVarI* y,
+                  NuvCPIntVarI* w);
+  std::size_t classSize() const override { return sizeof(NuvCPElement3DI); }
+  void print(std::ostream& os) const override { printGrid(os); }
 };
