@@ -1,4 +1,4 @@
-// Relations, linear constraints, element and arithmetic under the exhaustive
+// Relations, linear constraints and arithmetic under the exhaustive
 // checker, plus the print forms and the edge cases that the checker cannot
 // see (subscriptions, entailment, overflow at the range's ends).
 #include <gtest/gtest.h>
@@ -7,7 +7,6 @@
 #include <type_traits>
 
 #include "fd/NuvCPArithI.h"
-#include "fd/NuvCPElementI.h"
 #include "fd/NuvCPLinEquationI.h"
 #include "fd/NuvCPRelationI.h"
 #include "tests/fd/PropagatorChecker.h"
@@ -254,43 +253,6 @@ TEST(Linear, SumsThatCouldOverflowAreRecognised) {
             NuvCPFailure);
   EXPECT_TRUE(x->isBound());
   EXPECT_EQ(x->getMin(), 0);
-}
-
-TEST(Element, ConstantArrays) {
-  const std::vector<int> a = {3, -1, 4, 1, 5, -1, 2};
-  for (bool domain : {false, true}) {
-    PropagatorCheck c;
-    c.ranges = {{-1, 9}, {-2, 6}};  // x (index, from 1) and z
-    c.build = [&a, domain](NuvCPManagerI* s, const Vars& v) -> NuvCPDaemonI* {
-      NuvCPIntTable t{1, static_cast<int>(a.size()),
-                      s->allocator()->allocateArray<std::int32_t>(a.size())};
-      for (std::size_t i = 0; i < a.size(); ++i) t.values[i] = a[i];
-      if (domain) return nuvCPNew<NuvCPElementACI>(s->allocator(), s, t, v[1], v[0]);
-      return nuvCPNew<NuvCPElementBCI>(s->allocator(), s, t, v[1], v[0]);
-    };
-    c.holds = [&a](const std::vector<int>& v) {
-      return v[0] >= 1 && v[0] <= 7 && a[static_cast<std::size_t>(v[0] - 1)] == v[1];
-    };
-    c.strength = domain ? S::Domain : S::None;
-    checkPropagator(c);
-  }
-}
-
-TEST(Element, VariableArrays) {
-  for (bool domain : {false, true}) {
-    PropagatorCheck c;
-    c.ranges = {{0, 4}, {-2, 2}, {-2, 2}, {-1, 3}, {-2, 3}};  // x, vars[1..3], z
-    c.trials = 150;
-    c.build = [domain](NuvCPManagerI* s, const Vars& v) -> NuvCPDaemonI* {
-      NuvCPIntVarI* arr[3] = {v[1], v[2], v[3]};
-      if (domain) return nuvCPNew<NuvCPElementVarACI>(s->allocator(), s, 1, 3, arr, v[4], v[0]);
-      return nuvCPNew<NuvCPElementVarBCI>(s->allocator(), s, 1, 3, arr, v[4], v[0]);
-    };
-    c.holds = [](const std::vector<int>& v) {
-      return v[0] >= 1 && v[0] <= 3 && v[static_cast<std::size_t>(v[0])] == v[4];
-    };
-    checkPropagator(c);
-  }
 }
 
 TEST(Arithmetic, EveryFunctionOnSmallDomains) {
