@@ -18,7 +18,8 @@ class NuvCPElement : public NuvCPCstr {
   }
 
   void init(RavRuntime& rt, int nargs) override {
-    _onVars = nativeClass()->name() == "CP$ElementVar";
+    _sorted = nativeClass()->name() == "CP$ElementVarSorted";
+    _onVars = _sorted || nativeClass()->name() == "CP$ElementVar";
     if (nargs != 3 && nargs != 4) NuvCPCstr::init(rt, nargs);
     const char* arr = _onVars ? "var<CP>{int}[]" : "int[]";
     NuvCPArgs a = nargs == 3 ? NuvCPArgs(rt, "element", {"var<CP>{int}", arr, "var<CP>{int}"})
@@ -50,6 +51,7 @@ class NuvCPElement : public NuvCPCstr {
     PimAllocator* al = s->allocator();
     if (_onVars) {
       const int n = static_cast<int>(_vars.size());
+      if (_sorted) return nuvCPNew<NuvCPElementVarSortedI>(al, s, _low, n, _vars.data(), _z, _x);
       if (_domain) return nuvCPNew<NuvCPElementVarACI>(al, s, _low, n, _vars.data(), _z, _x);
       return nuvCPNew<NuvCPElementVarBCI>(al, s, _low, n, _vars.data(), _z, _x);
     }
@@ -71,6 +73,7 @@ class NuvCPElement : public NuvCPCstr {
 
  private:
   bool _onVars = false;
+  bool _sorted = false;
   bool _domain = true;
   NuvCPIntVarI* _x = nullptr;
   NuvCPIntVarI* _z = nullptr;

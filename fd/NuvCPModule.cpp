@@ -76,7 +76,7 @@ const ClassRow kClasses[] = {
     {"CP$Stretch", unavailable},
     {"CP$Element", nuvCPElementFactory},
     {"CP$ElementVar", nuvCPElementFactory},
-    {"CP$ElementVarSorted", unavailable},
+    {"CP$ElementVarSorted", nuvCPElementFactory},
     {"CP$AllDiff", unavailable},
     {"CP$AtLeastNValue", unavailable},
     {"CP$SumBoolEqual", nuvCPLinearFactory},
@@ -234,6 +234,7 @@ const char* nuvCPNativeClassOf(const NuvCPDaemonI* c) {
       {&typeid(NuvCPElementACI), "CP$Element"},
       {&typeid(NuvCPElementVarBCI), "CP$ElementVar"},
       {&typeid(NuvCPElementVarACI), "CP$ElementVar"},
+      {&typeid(NuvCPElementVarSortedI), "CP$ElementVarSorted"},
   };
   if (!c) return nullptr;
   const std::type_info& t = typeid(*c);
