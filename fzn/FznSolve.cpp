@@ -29,6 +29,8 @@ std::string fixed3(double seconds) {
 int fznRun(const FznOptions& options, std::ostream& out, std::ostream& err,
            const std::atomic<bool>* stop) {
   const auto start = std::chrono::steady_clock::now();
+  if (options.threads > 1)
+    err << "fzn-nuvfd: -p " << options.threads << " accepted; the search uses one worker\n";
   FznModel model = parseFznFile(options.file);
 
   RavProgram program;

@@ -1,9 +1,13 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds nuvfd and runs the main job once: fzn-nuvfd
-# solves a small model (every solution of 6-queens, with statistics).
+# Installs what is missing, builds nuvfd and runs the main job once: MiniZinc
+# solves a job-shop (minimal makespan, proven optimal) with nuvfd and prints the
+# makespan with the compiler's and the search's statistics.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash tools/deps.sh
 bash tools/build.sh
-./build/fzn-nuvfd -a -s tests/fzn/e2e/t_queens.fzn
-echo "fzn-nuvfd is build/fzn-nuvfd; for MiniZinc: export MZN_SOLVER_PATH=$PWD/share/minizinc/solvers"
+minizinc --solver share/minizinc/solvers/nuvfd.msc -s \
+  bench/models/jobshop.mzn bench/models/data/jobshop-a.dzn
+echo
+echo "fzn-nuvfd is build/fzn-nuvfd. To use nuvfd from MiniZinc by name:"
+echo "  export MZN_SOLVER_PATH=$PWD/share/minizinc/solvers; minizinc --solver nuvfd model.mzn"
