@@ -6,6 +6,7 @@
 #include "fd/NuvCPIVarI.h"
 #include "fd/NuvCPSearchControllerI.h"
 #include "fd/NuvCPSetVarI.h"
+#include "fd/NuvCPSolutionI.h"
 #include "host/Rav.h"
 
 namespace {
@@ -63,7 +64,9 @@ void NuvCPManagerI::print(std::ostream& os) const {
 }
 
 // The solutions family builds the snapshot; until then there is none.
-PimSolutionI* NuvCPManagerI::makeSolution() { return nullptr; }
+PimSolutionI* NuvCPManagerI::makeSolution() {
+  return pimCreate<NuvCPSolutionI>(allocator(), allocator(), this);
+}
 
 void NuvCPManagerI::close() {
   _closed = 1;

@@ -15,7 +15,10 @@
 #include "fd/NuvCPLinEquation.h"
 #include "fd/NuvCPLinEquationI.h"
 #include "fd/NuvCPNative.h"
+#include "fd/NuvCPObjective.h"
+#include "fd/NuvCPObjectiveI.h"
 #include "fd/NuvCPRelation.h"
+#include "fd/NuvCPSolutionI.h"
 #include "fd/NuvCPRelationI.h"
 #include "host/Rav.h"
 
@@ -89,7 +92,7 @@ const ClassRow kClasses[] = {
     {"CP$EqualAC", nuvCPRelationFactory},
     {"CP$Pair", unavailable},
     {"CP$LexLeq", unavailable},
-    {"CP$Minimize", unavailable},
+    {"CP$Minimize", nuvCPObjectiveFactory},
     {"CP$Domain", factory<NuvCPDomain>},
     {"CP$Adapter", unavailable},
     {"CP$Mult", nuvCPArithFactory},
@@ -190,6 +193,7 @@ void nuvfdModuleRegistry(RavProgram* program, PimPropertyDict*) {
   // A factory whose allocation fails is registered as null; creating an
   // object of that class then reports the out-of-memory condition.
   for (const ClassRow& row : kClasses) registerClass(row.name, row.make(a, row.name), program);
+  nuvCPRegisterArchiveClasses(program->archiveRegistry());
 }
 
 // Propagator type -> native class, for handles. Each family adds its rows as
@@ -226,6 +230,8 @@ const char* nuvCPNativeClassOf(const NuvCPDaemonI* c) {
       {&typeid(NuvCPLinearPNEquationCI), "CP$LinearPNEquationC"},
       {&typeid(NuvCPSumBoolEqualCstI), "CP$SumBoolEqualCst"},
       {&typeid(NuvCPSumBoolEqualI), "CP$SumBoolEqual"},
+      {&typeid(NuvCPMinimizeI), "CP$Minimize"},
+      {&typeid(NuvCPMaximizeI), "CP$Minimize"},
       {&typeid(NuvCPMultI), "CP$Mult"},
       {&typeid(NuvCPAbsI), "CP$CExpr"},
       {&typeid(NuvCPBinaryFunctionI), "CP$CExpr"},
