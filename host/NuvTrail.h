@@ -27,23 +27,24 @@ class NuvTrailI {
   // Number of open choice points.
   std::size_t depth() const { return _marks.size(); }
   std::size_t size() const { return _entries.size(); }
-  // The largest number of saved words held at once.
-  std::size_t peakSize() const { return _peak; }
+  // The largest number of saved words held at once (as of the last push or
+  // pop: the peak is taken at choice-point boundaries, not on every save).
+  std::size_t peakSize() const { return _peak > _entries.size() ? _peak : _entries.size(); }
 
   // Saves the current value of a word.
-  void trail(std::int8_t* w) { save(w, sizeof *w); }
-  void trail(std::uint8_t* w) { save(w, sizeof *w); }
-  void trail(std::int16_t* w) { save(w, sizeof *w); }
-  void trail(std::uint16_t* w) { save(w, sizeof *w); }
-  void trail(std::int32_t* w) { save(w, sizeof *w); }
-  void trail(std::uint32_t* w) { save(w, sizeof *w); }
-  void trail(std::int64_t* w) { save(w, sizeof *w); }
-  void trail(std::uint64_t* w) { save(w, sizeof *w); }
-  void trail(double* w) { save(w, sizeof *w); }
-  void trail(PimCellI** w) { save(w, sizeof *w); }
+  void trail(std::int8_t* w) { save(w); }
+  void trail(std::uint8_t* w) { save(w); }
+  void trail(std::int16_t* w) { save(w); }
+  void trail(std::uint16_t* w) { save(w); }
+  void trail(std::int32_t* w) { save(w); }
+  void trail(std::uint32_t* w) { save(w); }
+  void trail(std::int64_t* w) { save(w); }
+  void trail(std::uint64_t* w) { save(w); }
+  void trail(double* w) { save(w); }
+  void trail(PimCellI** w) { save(w); }
   template <class T>
   void trail(T** w) {
-    save(w, sizeof *w);
+    save(w);
   }
 
   // Writes `value` to `word` under the stamp rule.
@@ -73,13 +74,15 @@ class NuvTrailI {
     std::uint64_t bits;
     std::uint32_t size;
   };
-  void save(void* address, std::uint32_t size) {
+  // The size is known at compile time, so the copy is a single load; this
+  // runs on every first write of a word in a choice point.
+  template <class T>
+  void save(T* address) {
     // Words written with no choice point open never need restoring.
     if (_marks.empty()) return;
-    Entry e{address, 0, size};
-    std::memcpy(&e.bits, address, size);
+    Entry e{address, 0, sizeof(T)};
+    std::memcpy(&e.bits, address, sizeof(T));
     _entries.push_back(e);
-    if (_entries.size() > _peak) _peak = _entries.size();
   }
   void nextStamp();
 

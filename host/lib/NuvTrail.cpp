@@ -19,16 +19,22 @@ void NuvTrailI::nextStamp() {
 
 void NuvTrailI::push() {
   nextStamp();
+  if (_entries.size() > _peak) _peak = _entries.size();
   _marks.push_back(_entries.size());
 }
 
 void NuvTrailI::pop() {
   if (_marks.empty()) return;
+  if (_entries.size() > _peak) _peak = _entries.size();
   std::size_t mark = _marks.back();
   _marks.pop_back();
   while (_entries.size() > mark) {
     const Entry& e = _entries.back();
-    std::memcpy(e.address, &e.bits, e.size);
+    switch (e.size) {
+      case 4: std::memcpy(e.address, &e.bits, 4); break;
+      case 8: std::memcpy(e.address, &e.bits, 8); break;
+      default: std::memcpy(e.address, &e.bits, e.size); break;
+    }
     _entries.pop_back();
   }
   nextStamp();
