@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "host/PimCell.h"
@@ -26,10 +27,10 @@ class NuvTrailI {
   PimStamp stamp() const { return _stamp; }
   // Number of open choice points.
   std::size_t depth() const { return _marks.size(); }
-  std::size_t size() const { return _entries.size(); }
+  std::size_t size() const { return _size; }
   // The largest number of saved words held at once (as of the last push or
   // pop: the peak is taken at choice-point boundaries, not on every save).
-  std::size_t peakSize() const { return _peak > _entries.size() ? _peak : _entries.size(); }
+  std::size_t peakSize() const { return _peak > _size ? _peak : _size; }
 
   // Saves the current value of a word.
   void trail(std::int8_t* w) { save(w); }
@@ -80,15 +81,23 @@ class NuvTrailI {
   void save(T* address) {
     // Words written with no choice point open never need restoring.
     if (_marks.empty()) return;
-    Entry e{address, 0, sizeof(T)};
+    if (_size == _capacity) grow();
+    Entry& e = _entries[_size++];
+    e.address = address;
+    e.bits = 0;
+    e.size = sizeof(T);
     std::memcpy(&e.bits, address, sizeof(T));
-    _entries.push_back(e);
   }
   void nextStamp();
 
   PimStamp _stamp;
   PimStamp _lastIssued;
-  std::vector<Entry> _entries;
+  // A plain growable buffer: the save above is the hottest path of the
+  // engine and must inline to a few stores.
+  void grow();
+  std::unique_ptr<Entry[]> _entries;
+  std::size_t _size = 0;
+  std::size_t _capacity = 0;
   std::vector<std::size_t> _marks;
   std::size_t _peak = 0;
 };
