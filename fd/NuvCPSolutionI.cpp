@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "fd/NuvCPBoolVarI.h"
 #include "fd/NuvCPCIntVarI.h"
 #include "fd/NuvCPManagerI.h"
 #include "fd/NuvCPSetVarI.h"
@@ -154,6 +155,9 @@ void NuvCPSolutionI::unarchive(PimArchiver& ar) {
 void nuvCPRegisterArchiveClasses(PimArchiveRegistry& registry) {
   registry.add(NuvCPIntVarSnapshotI::kDataId, [](PimAllocator* a) -> PimDataI* {
     return pimCreate<NuvCPIntVarSnapshotI>(a, a);
+  });
+  registry.add(NuvCPBoolVarSnapshotI::kDataId, [](PimAllocator* a) -> PimDataI* {
+    return pimCreate<NuvCPBoolVarSnapshotI>(a, a);
   });
   registry.add(NuvCPSolutionI::kDataId, [](PimAllocator* a) -> PimDataI* {
     return pimCreate<NuvCPSolutionI>(a, a);

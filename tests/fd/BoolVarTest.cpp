@@ -1,0 +1,101 @@
+// The Boolean variable: statuses of its narrowings, its one change list and
+// two AC5 lists, its permanent watchers, print forms and snapshots.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "fd/NuvCPBoolVarI.h"
+#include "fd/NuvCPCIntVarI.h"
+#include "fd/NuvCPManagerI.h"
+#include "fd/NuvCPRelationI.h"
+#include "host/NuvTrail.h"
+#include "host/PimAllocator.h"
+
+namespace {
+
+class BoolVarTest : public ::testing::Test {
+ protected:
+  NuvCPBoolVarI* boolean() { return nuvCPNew<NuvCPBoolVarI>(&arena, &arena, &store); }
+  static std::string str(const PimDataI& d) {
+    std::ostringstream os;
+    d.print(os);
+    return os.str();
+  }
+  PimArenaAllocator arena;
+  NuvTrailI trail;
+  NuvCPManagerI store{&arena, &trail};
+};
+
+TEST_F(BoolVarTest, NarrowingStatuses) {
+  NuvCPBoolVarI* b = boolean();
+  EXPECT_EQ(str(*b), "[false,true]");
+  EXPECT_EQ(b->getSize(), 2);
+  EXPECT_FALSE(b->member(-1));
+  EXPECT_EQ(b->removeValue(5), NuvCPSuspend);
+  trail.push();
+  EXPECT_EQ(b->bind(1), NuvCPSuccess);
+  EXPECT_EQ(str(*b), "true");
+  EXPECT_EQ(b->bind(1), NuvCPSuccess);        // already true
+  EXPECT_EQ(b->bind(2), NuvCPFailure);
+  EXPECT_EQ(b->removeValue(0), NuvCPSuspend);  // 0 is already gone
+  EXPECT_EQ(b->removeValue(1), NuvCPFailure);
+  EXPECT_EQ(b->updateMax(0), NuvCPFailure);
+  trail.pop();
+  EXPECT_EQ(b->state(), 3);
+  EXPECT_EQ(b->updateMin(1), NuvCPSuccess);
+  EXPECT_EQ(b->getMin(), 1);
+  EXPECT_EQ(b->nextValue(0), 1);
+  EXPECT_EQ(b->nextValue(1), 2);
+  NuvCPBoolVarI* f = boolean();
+  EXPECT_EQ(f->removeMax(), NuvCPSuccess);
+  EXPECT_EQ(str(*f), "false");
+  EXPECT_EQ(f->removeMin(), NuvCPFailure);
+  EXPECT_EQ(f->prevValue(1), 0);
+}
+
+TEST_F(BoolVarTest, WatchersAreTheVariableItselfOrPermanentLinks) {
+  NuvCPBoolVarI* b = boolean();
+  NuvCPBoolVarI* isFalse = boolean();
+  NuvCPBoolVarI* notTrue = boolean();
+  EXPECT_EQ(b->getEqualityWatcher(1), b);
+  EXPECT_EQ(b->getDisequalityWatcher(0), b);
+  b->setEqualityWatcher(isFalse, 0);
+  b->setDisequalityWatcher(notTrue, 1);
+  b->setEqualityWatcher(notTrue, 1);  // ignored
+  EXPECT_EQ(b->getEqualityWatcher(0), isFalse);
+  EXPECT_EQ(b->getDisequalityWatcher(1), notTrue);
+  trail.push();
+  EXPECT_EQ(b->bind(0), NuvCPSuccess);  // the false watcher's bind(1)
+  EXPECT_EQ(isFalse->getMin(), 1);
+  trail.pop();
+  trail.push();
+  b->bind(1);
+  EXPECT_EQ(notTrue->getMax(), 0);
+  trail.pop();
+  EXPECT_EQ(b->getEqualityWatcher(0), isFalse);  // watchers are not trailed
+}
+
+TEST_F(BoolVarTest, ConnectivesAndSnapshots) {
+  NuvCPBoolVarI* x = boolean();
+  NuvCPBoolVarI* y = boolean();
+  NuvCPBoolVarI* r = boolean();
+  auto* a = nuvCPNew<NuvCPLogicAndI>(&arena, &store, x, y, r);
+  EXPECT_EQ(str(*a), "[false,true] <=> [false,true] && [false,true]");
+  EXPECT_EQ(store.post(a), NuvCPSuspend);
+  trail.push();
+  store.label(r, 1);
+  EXPECT_TRUE(x->isBound() && y->isBound());
+  EXPECT_EQ(x->getMin() + y->getMin(), 2);
+  trail.pop();
+  trail.push();
+  store.label(x, 0);
+  EXPECT_EQ(r->getMax(), 0);
+  auto* snap = r->makeSnapshot(&arena);
+  EXPECT_EQ(str(*snap), "NuvCPBoolVarSnapshotI(" + std::to_string(r->getId()) + ":1)");
+  EXPECT_EQ(snap->value(), 0);
+  trail.pop();
+  EXPECT_NE(snap->restoreOnto(r), NuvCPFailure);
+  EXPECT_EQ(str(*r), "false");
+}
+
+}  // namespace
