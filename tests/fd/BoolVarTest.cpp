@@ -1,4 +1,4 @@
-// The Boolean variable: statuses of its narrowings, its one change list and
+// The Boolean variable and the offset view: statuses of its narrowings, its one change list and
 // two AC5 lists, its permanent watchers, print forms and snapshots.
 #include <gtest/gtest.h>
 
@@ -8,6 +8,8 @@
 #include "fd/NuvCPCIntVarI.h"
 #include "fd/NuvCPManagerI.h"
 #include "fd/NuvCPRelationI.h"
+#include "fd/NuvCPViewIntVarI.h"
+#include "tests/fd/PropagatorChecker.h"
 #include "host/NuvTrail.h"
 #include "host/PimAllocator.h"
 
@@ -96,6 +98,36 @@ TEST_F(BoolVarTest, ConnectivesAndSnapshots) {
   trail.pop();
   EXPECT_NE(snap->restoreOnto(r), NuvCPFailure);
   EXPECT_EQ(str(*r), "false");
+}
+
+TEST_F(BoolVarTest, ViewsNeverNestAndTranslateValues) {
+  auto* y = nuvCPNew<NuvCPCIntVarI>(&arena, &arena, &store, 0, 20);
+  auto* v2 = nuvCPNew<NuvCPViewIntVarI>(&arena, &arena, &store, y, 2);
+  auto* v5 = nuvCPNew<NuvCPViewIntVarI>(&arena, &arena, &store, v2, 3);
+  EXPECT_EQ(v5->getViewedVar(), y);
+  EXPECT_EQ(v5->offset(), 5);
+  EXPECT_EQ(v5->updateMin(10), NuvCPSuspend);
+  EXPECT_EQ(y->getMin(), 5);
+  EXPECT_EQ(v5->removeValue(12), NuvCPSuspend);
+  EXPECT_FALSE(y->member(7));
+  EXPECT_EQ(v5->nextValue(11), 13);
+  EXPECT_EQ(str(*v5), "(DOM:15)[5,6,8..20] + 5");
+  EXPECT_EQ(str(*v5->makeSnapshot(&arena)),
+            "NuvCPViewIntVarSnapshotI(" + std::to_string(v5->getId()) + ":10,25,15)");
+}
+
+TEST(Views, PropagatorsSeeTheViewsValues) {
+  // x + 2 == y through a view, domain consistent: value events on x reach
+  // the propagator translated.
+  PropagatorCheck c;
+  c.ranges = {{-3, 3}, {-2, 5}};
+  c.build = [](NuvCPManagerI* s, const std::vector<NuvCPIntVarI*>& v) -> NuvCPDaemonI* {
+    auto* view = nuvCPNew<NuvCPViewIntVarI>(s->allocator(), s->allocator(), s, v[0], 2);
+    return nuvCPNew<NuvCPEqualACI>(s->allocator(), s, view, v[1], 0);
+  };
+  c.holds = [](const std::vector<int>& a) { return a[0] + 2 == a[1]; };
+  c.strength = PropagatorCheck::Strength::Domain;
+  checkPropagator(c);
 }
 
 }  // namespace
