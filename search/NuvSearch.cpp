@@ -345,7 +345,14 @@ void NuvSearch::keepSolution() {
     _solutionMin[i] = x ? x->getMin() : 0;
     _solutionMax[i] = x ? x->getMax() : -1;
   }
+  // The decisions alone may need the objective's bound to bind everything;
+  // the values themselves make the path rebuild the solution on any store.
   _lastPath = _path;
+  for (std::size_t i = 0; i < _solutionMin.size(); ++i) {
+    const NuvCPIntVarI* x = _store->getIntVar(static_cast<int>(i));
+    if (x && !x->isView() && _solutionMin[i] == _solutionMax[i])
+      _lastPath.push_back(NuvSearchDecision{Op::Label, static_cast<std::int32_t>(i), _solutionMin[i], nullptr});
+  }
   if (_bound) {
     _bound->tightenOnSolution();
     _best = static_cast<std::int64_t>(_bound->getBound());
