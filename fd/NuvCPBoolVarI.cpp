@@ -63,43 +63,81 @@ NuvCPIntVarSnapshotI* NuvCPBoolVarI::makeSnapshot(PimAllocator* a) {
   return pimCreate<NuvCPBoolVarSnapshotI>(a, a, getId(), _state);
 }
 
+template <bool W>
 int NuvCPBoolVarI::fix(int w) {
+  if constexpr (W) valuesRemoved.emit(1 - w, 1 - w, nullptr, 0);
   trail()->assign(_state, _stateStamp, w + 1);
   NuvCPManagerI* s = getSolver();
   if (_changes.head) s->schedule(_changes.head);
+  if constexpr (W) bound.emit(w);
   s->notifyBindToValue(_ac5Value.head, this, w);
   s->notifyBindToValue(_ac5Bind.head, this, w);
-  if (w == 1 && _trueWatcher) return _trueWatcher->bind(0);
-  if (w == 0 && _falseWatcher) return _falseWatcher->bind(1);
-  return NuvCPSuccess;
+  int r = NuvCPSuccess;
+  if (w == 1 && _trueWatcher) r = _trueWatcher->bind(0);
+  if (w == 0 && _falseWatcher) r = _falseWatcher->bind(1);
+  if constexpr (W) {
+    if (r != NuvCPFailure) {
+      // Fixing to 1 raises the minimum, to 0 lowers the maximum.
+      if (w == 1)
+        minChanged.emit();
+      else
+        maxChanged.emit();
+    }
+  }
+  return r;
 }
 
-int NuvCPBoolVarI::updateMin(int v) {
+template <bool W>
+int NuvCPBoolVarI::updateMinImpl(int v) {
   if (v <= getMin()) return NuvCPSuspend;
   if (v != 1 || !(_state & 2)) return NuvCPFailure;
-  return fix(1);
+  return fix<W>(1);
 }
 
-int NuvCPBoolVarI::updateMax(int v) {
+template <bool W>
+int NuvCPBoolVarI::updateMaxImpl(int v) {
   if (v >= getMax()) return NuvCPSuspend;
   if (v != 0 || !(_state & 1)) return NuvCPFailure;
-  return fix(0);
+  return fix<W>(0);
 }
 
-int NuvCPBoolVarI::removeMin() { return _state == 3 ? fix(1) : NuvCPFailure; }
-int NuvCPBoolVarI::removeMax() { return _state == 3 ? fix(0) : NuvCPFailure; }
-
-int NuvCPBoolVarI::removeValue(int v) {
+template <bool W>
+int NuvCPBoolVarI::removeValueImpl(int v) {
   if (static_cast<unsigned>(v) > 1) return NuvCPSuspend;
   if (_state != 3) return member(v) ? NuvCPFailure : NuvCPSuspend;
-  return fix(1 - v);
+  return fix<W>(1 - v);
 }
 
-int NuvCPBoolVarI::bind(int v) {
+template <bool W>
+int NuvCPBoolVarI::bindImpl(int v) {
   if (static_cast<unsigned>(v) > 1) return NuvCPFailure;
   if (_state == v + 1) return NuvCPSuccess;
   if (!member(v)) return NuvCPFailure;
-  return fix(v);
+  return fix<W>(v);
+}
+
+int NuvCPBoolVarI::updateMin(int v) { return updateMinImpl<false>(v); }
+int NuvCPBoolVarI::updateMax(int v) { return updateMaxImpl<false>(v); }
+int NuvCPBoolVarI::removeMin() { return _state == 3 ? fix<false>(1) : NuvCPFailure; }
+int NuvCPBoolVarI::removeMax() { return _state == 3 ? fix<false>(0) : NuvCPFailure; }
+int NuvCPBoolVarI::removeValue(int v) { return removeValueImpl<false>(v); }
+int NuvCPBoolVarI::bind(int v) { return bindImpl<false>(v); }
+
+int NuvWatchedCPBoolVarI::updateMin(int v) { return updateMinImpl<true>(v); }
+int NuvWatchedCPBoolVarI::updateMax(int v) { return updateMaxImpl<true>(v); }
+int NuvWatchedCPBoolVarI::removeMin() { return state() == 3 ? fix<true>(1) : NuvCPFailure; }
+int NuvWatchedCPBoolVarI::removeMax() { return state() == 3 ? fix<true>(0) : NuvCPFailure; }
+int NuvWatchedCPBoolVarI::removeValue(int v) { return removeValueImpl<true>(v); }
+int NuvWatchedCPBoolVarI::bind(int v) { return bindImpl<true>(v); }
+
+void NuvCPBoolVarI::becomeWatched() {
+  // Rebuilt in place as its watched class: every pointer to it stays valid.
+  static_assert(sizeof(NuvWatchedCPBoolVarI) == sizeof(NuvCPBoolVarI));
+  alignas(NuvCPBoolVarI) unsigned char aside[sizeof(NuvCPBoolVarI)];
+  auto* copy = ::new (aside) NuvCPBoolVarI(std::move(*this));
+  this->~NuvCPBoolVarI();
+  ::new (this) NuvWatchedCPBoolVarI(std::move(*copy));
+  copy->~NuvCPBoolVarI();
 }
 
 NuvCPIntVarI* NuvCPBoolVarI::getEqualityWatcher(int v) const {

@@ -60,7 +60,8 @@ class NuvCPBoolVarI : public NuvCPIntVarI {
   int removeMax() override;
   int removeValue(int v) override;
   int bind(int v) override;
-  void becomeWatched() override {}
+  // Rebuilds the variable in place as a NuvWatchedCPBoolVarI.
+  void becomeWatched() override;
   bool isView() const override { return false; }
 
   // Every propagator subscription goes to the one change list.
@@ -102,19 +103,29 @@ class NuvCPBoolVarI : public NuvCPIntVarI {
 
   int state() const { return _state; }
 
-  sigc::signal<void(int)> minChanged;
-  sigc::signal<void(int)> maxChanged;
-  sigc::signal<void()> boundsChanged;
-  sigc::signal<void(int)> valueRemoved;
+  // The change signals, as on the integer variable (fd/NuvCPCIntVarI.h).
+  sigc::signal<void(int, int, NuvCPDomainI*, int)> valuesRemoved;
   sigc::signal<void(int)> bound;
-  sigc::signal<void()> domainChanged;
+  sigc::signal<void()> minChanged;
+  sigc::signal<void()> maxChanged;
+  sigc::signal<void(const NuvCPIntVarSnapshotI*)> snapshotRestored;
+  sigc::signal<void(const NuvCPIntVarSnapshotI*)> snapshotDiffers;
+
+ protected:
+  template <bool W>
+  int fix(int w);
+  template <bool W>
+  int updateMinImpl(int v);
+  template <bool W>
+  int updateMaxImpl(int v);
+  template <bool W>
+  int removeValueImpl(int v);
+  template <bool W>
+  int bindImpl(int v);
 
  private:
   NuvTrailI* trail() const;
   void push(NuvCPListHead& l, NuvCPDaemonI* p) { l.add<NuvCPDListI>(allocator(), trail(), p); }
-  // Fixing to w: the state, the change list, BindToValue on the two AC5
-  // lists, then the watcher of w. `lazy` skips the empty lists' work.
-  int fix(int w);
 
   std::int32_t _state = 3;  // trailed
   PimStamp _stateStamp;
@@ -123,4 +134,19 @@ class NuvCPBoolVarI : public NuvCPIntVarI {
   NuvCPListHead _ac5Bind;
   NuvCPIntVarI* _falseWatcher = nullptr;  // not trailed, on purpose
   NuvCPIntVarI* _trueWatcher = nullptr;   // not trailed, on purpose
+};
+
+// The watched Boolean: the same object after becomeWatched(); fixing to w
+// emits values removed (the other value) first, bound after the change list
+// is scheduled, and minimum (w = 1) or maximum (w = 0) changed last.
+class NuvWatchedCPBoolVarI final : public NuvCPBoolVarI {
+ public:
+  explicit NuvWatchedCPBoolVarI(NuvCPBoolVarI&& plain) : NuvCPBoolVarI(std::move(plain)) {}
+  void becomeWatched() override {}
+  int updateMin(int v) override;
+  int updateMax(int v) override;
+  int removeMin() override;
+  int removeMax() override;
+  int removeValue(int v) override;
+  int bind(int v) override;
 };

@@ -25,7 +25,7 @@ NuvCPManagerI::NuvCPManagerI(PimAllocator* allocator, NuvTrailI* trail, std::siz
       _auxQueue(allocator, 64),
       _intVars(allocator),
       _floatVars(allocator),
-      _boolVars(allocator),
+      _bitVars(allocator),
       _setVars(allocator),
       _objects(allocator) {}
 
@@ -39,7 +39,7 @@ void NuvCPManagerI::mark(PimMarker& m) {
   m.mark(_floatObjective);
   _intVars.forEach([&](NuvCPIntVarI* x) { m.mark(x); });
   _floatVars.forEach([&](PimDataI* x) { m.mark(x); });
-  _boolVars.forEach([&](NuvCPIntVarI* x) { m.mark(x); });
+  _bitVars.forEach([&](PimDataI* x) { m.mark(x); });
   _setVars.forEach([&](NuvCPSetVarI* x) { m.mark(x); });
   _objects.forEach([&](PimDataI* x) { m.mark(x); });
   for (int i = 0; i < _recentCount; ++i) m.mark(_recent[i]);
@@ -58,7 +58,7 @@ void NuvCPManagerI::print(std::ostream& os) const {
   os << "CPStore" << std::endl;
   os << "\t#vars  : " << _intVars.count() << std::endl;
   os << "\t#fvars : " << _floatVars.count() << std::endl;
-  os << "\t#bvars : " << _boolVars.count() << std::endl;
+  os << "\t#bvars : " << _bitVars.count() << std::endl;
   os << "\t#propag: " << _propagCount << std::endl;
   os << "\ttrail  : " << trail()->peakSize() << std::endl;
 }

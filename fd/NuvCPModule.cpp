@@ -7,6 +7,7 @@
 #include "fd/NuvCPDomain.h"
 #include "fd/NuvCPIntVar.h"
 #include "fd/NuvCPManager.h"
+#include "fd/NuvCPBitVar.h"
 #include "fd/NuvCPConstraintI.h"
 #include "fd/NuvCPArith.h"
 #include "fd/NuvCPArithI.h"
@@ -157,7 +158,7 @@ const ClassRow kClasses[] = {
     {"CP$DiscreteEdgeFinder", unavailable},
     {"CPPEA", unavailable},
     {"CP$PrecedenceGraphClosure", unavailable},
-    {"CP$BitVar", unavailable},
+    {"CP$BitVar", factory<NuvCPBitVar>},
     {"CP$VarSetInt", unavailable},
     {"CP$SetGlobalCardinality", unavailable},
     {"CP$SetDisjoint", unavailable},

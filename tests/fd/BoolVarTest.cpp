@@ -100,6 +100,26 @@ TEST_F(BoolVarTest, ConnectivesAndSnapshots) {
   EXPECT_EQ(str(*r), "false");
 }
 
+TEST_F(BoolVarTest, WatchedBooleanEmitsInOrder) {
+  NuvCPBoolVarI* b = boolean();
+  NuvCPIntVarI* same = b;
+  b->becomeWatched();
+  EXPECT_NE(dynamic_cast<NuvWatchedCPBoolVarI*>(same), nullptr);
+  std::vector<std::string> log;
+  b->valuesRemoved.connect([&](int a, int, NuvCPDomainI*, int) {
+    log.push_back("removed(" + std::to_string(a) + ")");
+  });
+  b->bound.connect([&](int v) { log.push_back("bound(" + std::to_string(v) + ")"); });
+  b->minChanged.connect([&] { log.push_back("min"); });
+  b->maxChanged.connect([&] { log.push_back("max"); });
+  trail.push();
+  EXPECT_EQ(same->bind(1), NuvCPSuccess);
+  trail.pop();
+  EXPECT_EQ(same->removeValue(1), NuvCPSuccess);
+  EXPECT_EQ(log, (std::vector<std::string>{"removed(0)", "bound(1)", "min", "removed(1)",
+                                           "bound(0)", "max"}));
+}
+
 TEST_F(BoolVarTest, ViewsNeverNestAndTranslateValues) {
   auto* y = nuvCPNew<NuvCPCIntVarI>(&arena, &arena, &store, 0, 20);
   auto* v2 = nuvCPNew<NuvCPViewIntVarI>(&arena, &arena, &store, y, 2);

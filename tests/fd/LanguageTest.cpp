@@ -135,6 +135,34 @@ TEST_F(LanguageTest, TrailIntListShrinksOnBacktrack) {
   EXPECT_THROW(call(l, "get", 11), PimExecutionError);
 }
 
+TEST_F(LanguageTest, BooleanAndBitVectorVariables) {
+  NuvNativeObject* s = makeStore();
+  rt.push(s);
+  NuvNativeObject* b = rt.create("CP$VarBool", 1);
+  EXPECT_EQ(call(b, "toString").asString(), "[false,true]");
+  EXPECT_EQ(call(s, "label", b, 1).asInt(), 2);
+  EXPECT_EQ(call(b, "getValue").asInt(), 1);
+  rt.push(s);
+  NuvNativeObject* w = rt.create("CP$BitVar", 1);
+  EXPECT_EQ(call(w, "setBit", 3, 1).asInt(), 2);
+  EXPECT_TRUE(call(w, "member", 8).asBool());
+  EXPECT_EQ(call(w, "bindWord", 9).asInt(), 2);
+  EXPECT_EQ(call(w, "getSize").asInt(), 1);
+  EXPECT_THROW(call(w, "bindWord", -1), PimExecutionError);
+  // The connectives take Booleans only.
+  NuvNativeObject* x = makeVar(s, 0, 1);
+  rt.push(b);
+  rt.push(x);
+  rt.push(b);
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { rt.create("CP$LogicAnd", 3); }),
+            "operator&&: the connectives take var<CP>{bool} variables (CP$VarBool)");
+  rt.push(b);
+  rt.push(b);
+  rt.push(RavValue());
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { rt.create("CP$LogicImply", 3); }),
+            "null operator=>(var<CP>{bool},var<CP>{bool})");
+}
+
 TEST_F(LanguageTest, StoresAreIndependent) {
   NuvNativeObject* s1 = makeStore();
   NuvNativeObject* s2 = makeStore();
