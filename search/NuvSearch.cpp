@@ -324,6 +324,7 @@ bool NuvSearch::backtrack() {
     if (c.delegated) continue;  // another worker owns the right branch
     if (limitReached()) return false;
     // The restart re-imposes the objective's bound (the store's hook).
+    ++_stats.restarts;
     if (!_store->restartPropagation()) {
       ++_stats.failures;
       continue;

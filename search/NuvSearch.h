@@ -82,7 +82,7 @@ struct NuvSearchStats {
   std::int64_t propagations = 0;  // events and propagator runs of the store
   std::int64_t peakDepth = 0;     // most open left branches at once
   std::int64_t peakTrail = 0;     // the trail's peak size
-  std::int64_t restarts = 0;
+  std::int64_t restarts = 0;      // restartPropagation after a restore
   double seconds = 0;
 };
 
