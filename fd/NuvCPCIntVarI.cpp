@@ -144,6 +144,16 @@ bool NuvCPCIntVarI::isRemoved(int v) const {
 
 void NuvCPCIntVarI::ensureDomain() {
   if (_domain) return;
+  if (isWide()) {
+    // Over the current bounds; the pointer is trailed, so backtracking to
+    // wider bounds returns the variable to an interval.
+    NuvCPDomainI* d = pimCreate<NuvCPDomainI>(allocator(), allocator(), trail(), _min, _max);
+    if (!d || !d->bits()) return;
+    trail()->assign(_domain, _domainStamp, d);
+    trail()->assign(_bitsFrom, _bitsFromStamp, _min);
+    trail()->assign(_bitsTo, _bitsToStamp, _max);
+    return;
+  }
   _domain = pimCreate<NuvCPDomainI>(allocator(), allocator(), trail(), _initialMin, _initialMax);
   if (!_domain) return;
   // Strict on purpose: the value just beyond a bound keeps its bit, which is
@@ -480,6 +490,9 @@ int NuvCPCIntVarI::removedWatchers(int a, int b, const NuvCPDomainI* dom) {
 }
 
 NuvAC5ValueI* NuvCPCIntVarI::watcherTable(NuvAC5ValueI*& table) {
+  // A table over a wide variable's whole range would be gigabytes; such a
+  // variable has no watchers (reified constraints then follow its values).
+  if (!table && isWide()) return nullptr;
   if (!table) {
     table = pimCreate<NuvAC5ValueI>(allocator(), allocator(), getSolver(), _initialMin, _initialMax);
     if (table && !table->ok()) table = nullptr;

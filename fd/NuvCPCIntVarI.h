@@ -94,6 +94,13 @@ class NuvCPCIntVarI : public NuvCPIntVarI {
  public:
   static constexpr std::int64_t kMinBound = -1073741823;  // -(2^30 - 1)
   static constexpr std::int64_t kMaxBound = 1073741822;   // 2^30 - 2, not symmetric on purpose
+  // Beyond this many initial values a variable is "wide": its bit set, when
+  // holes first appear, covers its current bounds only (and goes away on
+  // backtracking), and it keeps no per-value watcher tables. A bit set over
+  // the whole range of a variable declared over all integers would take
+  // 256 MB.
+  static constexpr std::int64_t kWideRange = std::int64_t{1} << 20;
+  bool isWide() const { return std::int64_t{_initialMax} - _initialMin + 1 > kWideRange; }
 
   // Bounds outside [kMinBound, kMaxBound] are clamped. An empty range is not
   // detected here.
@@ -114,7 +121,12 @@ class NuvCPCIntVarI : public NuvCPIntVarI {
   int getSize() const override { return static_cast<int>(_size); }
   int prevValue(int v) const override { return _domain ? _domain->prevValue(v - 1) : v - 1; }
   int nextValue(int v) const override { return _domain ? _domain->nextValue(v + 1) : v + 1; }
-  bool memberOfDomain(int v) const override { return !_domain || _domain->member(v); }
+  // Values outside the domain's universe were outside the bounds when it was
+  // made (a wide variable's domain covers only those bounds, see
+  // ensureDomain), so they are absent.
+  bool memberOfDomain(int v) const override {
+    return !_domain || (v >= _domain->getMin() && v <= _domain->getMax() && _domain->member(v));
+  }
   bool member(int v) const override;
   bool memberOfDomainAgain(int v) const override { return memberOfDomain(v); }
   void ensureDomain() override;
@@ -243,7 +255,8 @@ class NuvCPCIntVarI : public NuvCPIntVarI {
 
   std::int32_t _initialMin;
   std::int32_t _initialMax;
-  NuvCPDomainI* _domain = nullptr;
+  NuvCPDomainI* _domain = nullptr;  // trailed only for wide variables
+  PimStamp _domainStamp = 0;
   std::int32_t _min;  // trailed
   PimStamp _minStamp;
   std::int32_t _max;  // trailed

@@ -248,12 +248,13 @@ int NuvCPReifyEqualcI::post(int) {
   if (_b->isBound()) return _b->getMin() == 1 ? _x->bind(_k) : _x->removeValue(_k);
   if (_x->isBound()) return _b->bind(_x->getMin() == _k ? 1 : 0);
   if (!_x->member(_k)) return _b->bind(0);
-  if (!_x->getEqualityWatcher(_k)) {
+  if (!_x->getEqualityWatcher(_k)) _x->setEqualityWatcher(_b, _k);
+  if (_x->getEqualityWatcher(_k) == _b) {
     // The variable itself keeps b in step with the value k.
-    _x->setEqualityWatcher(_b, _k);
   } else {
-    // Another literal already watches k; follow x's values directly so that
-    // b is still decided as soon as x is.
+    // Another literal already watches k, or x keeps no watchers (a wide
+    // variable): follow x's values directly so that b is still decided as
+    // soon as x is.
     _x->addAC5Value(this);
   }
   _b->addBind(this);

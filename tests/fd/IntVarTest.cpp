@@ -526,3 +526,36 @@ TEST(WatchedIntVar, KeepsItsIdentityAndEmitsInOrder) {
 }
 
 }  // namespace
+
+namespace {
+
+// A variable declared over (nearly) all integers: its holes cost a bit set
+// over its current bounds only, gone again when the search backtracks past
+// them; it keeps no per-value watcher table.
+TEST(WideIntVar, HolesCoverTheCurrentBoundsAndGoWithThem) {
+  PimArenaAllocator arena;
+  NuvTrailI trail;
+  NuvCPManagerI store(&arena, &trail);
+  auto* x = nuvCPNew<NuvCPCIntVarI>(&arena, &arena, &store, -1073741823, 1073741822);
+  ASSERT_TRUE(x->isWide());
+  trail.push();
+  x->updateMin(0);
+  x->updateMax(100);
+  EXPECT_EQ(x->removeValue(50), NuvCPSuspend);
+  ASSERT_TRUE(x->hasDomain());
+  EXPECT_EQ(x->getDomain()->getMin(), 0);
+  EXPECT_EQ(x->getDomain()->getMax(), 100);
+  EXPECT_FALSE(x->member(50));
+  EXPECT_FALSE(x->memberOfDomain(-5));
+  EXPECT_EQ(x->getSize(), 100);
+  trail.pop();
+  EXPECT_FALSE(x->hasDomain());
+  EXPECT_TRUE(x->member(50));
+  EXPECT_EQ(x->getSize(), 2147483646);
+  auto* b = nuvCPNew<NuvCPCIntVarI>(&arena, &arena, &store, 0, 1);
+  x->setEqualityWatcher(b, 7);
+  EXPECT_EQ(x->getEqualityWatcher(7), nullptr);
+  EXPECT_LT(arena.bytesReserved(), std::size_t{64} << 20);
+}
+
+}  // namespace
