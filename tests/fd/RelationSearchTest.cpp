@@ -291,3 +291,169 @@ TEST(RelationSearch, ViewsNearTheIntExtremes) {
 }
 
 }  // namespace
+
+namespace {
+
+// Boolean variables answer 1 to every successful bind, narrowing or not, and
+// models hand them to the integer relations (bool2int, reified literals).
+TEST(RelationSearch, IntegerRelationsOverBooleanVariables) {
+  MakeVar boolsFrom = [](NuvCPManagerI& s, int i, const Domain& d) {
+    return i >= 1 ? makeBoolVar(s, i, d) : makeIntVar(s, i, d);
+  };
+  MakeVar allBools = makeBoolVar;
+  const std::vector<std::pair<int, int>> xyb = {{-1, 2}, {0, 1}, {0, 1}};
+  const std::vector<std::pair<int, int>> bbb = {{0, 1}, {0, 1}, {0, 1}};
+  auto reif = [](bool holds, int b) { return b == (holds ? 1 : 0); };
+  std::uint32_t seed = 100;
+  for (int k : {-1, 0, 1}) {
+    for (const auto* ranges : {&xyb, &bbb}) {
+      MakeVar make = ranges == &bbb ? allBools : boolsFrom;
+      Options o = opts(Consistency::None, seed++);
+      o.trials = 60;
+      auto eq = [=](const Assignment& a) { return reif(a[0] == a[1] + k, a[2]); };
+      PropagatorChecker(randomDomains(*ranges), reifiedBinary<NuvCPReifyEqualBCI>(k), eq, make).run(o);
+      PropagatorChecker(randomDomains(*ranges), reifiedBinary<NuvCPReifyEqualACI>(k), eq, make).run(o);
+      PropagatorChecker(randomDomains(*ranges), reifiedBinary<NuvCPReifyNEqualI>(k),
+                        [=](const Assignment& a) { return reif(a[0] != a[1] + k, a[2]); }, make)
+          .run(o);
+      PropagatorChecker(randomDomains(*ranges), reifiedBinary<NuvCPReifyLEqualI>(k),
+                        [=](const Assignment& a) { return reif(a[0] <= a[1] + k, a[2]); }, make)
+          .run(o);
+      // The plain relations over the first two variables.
+      auto two = [&](Post post, std::function<bool(int, int)> rel, Consistency c) {
+        Options p = o;
+        p.consistency = c;
+        PropagatorChecker(
+            [ranges](std::mt19937& rng) {
+              return std::vector<Domain>{randomDomain(rng, (*ranges)[0].first, (*ranges)[0].second),
+                                         randomDomain(rng, 0, 1)};
+            },
+            std::move(post), [rel](const Assignment& a) { return rel(a[0], a[1]); }, make)
+            .run(p);
+      };
+      two(binary<NuvCPEqualBCI>(k), [k](int x, int y) { return x == y + k; }, Consistency::Bounds);
+      two(binary<NuvCPEqualACI>(k), [k](int x, int y) { return x == y + k; }, Consistency::Domain);
+      two(binary<NuvCPLEqualI>(k), [k](int x, int y) { return x <= y + k; }, Consistency::Bounds);
+      two(binary<NuvCPSLEqualI>(k), [k](int x, int y) { return x + y <= k; }, Consistency::Bounds);
+      two(binary<NuvCPNEqualI>(k), [k](int x, int y) { return x != y + k; }, Consistency::Domain);
+    }
+    const std::vector<std::pair<int, int>> xb = {{-1, 2}, {0, 1}};
+    Options o = opts(Consistency::None, seed++);
+    o.trials = 60;
+    PropagatorChecker(randomDomains(xb), reifiedUnary<NuvCPReifyEqualcI>(k),
+                      [=](const Assignment& a) { return reif(a[0] == k, a[1]); }, boolsFrom)
+        .run(o);
+    PropagatorChecker(randomDomains(xb), reifiedUnary<NuvCPReifyNEqualcI>(k),
+                      [=](const Assignment& a) { return reif(a[0] != k, a[1]); }, boolsFrom)
+        .run(o);
+    PropagatorChecker(randomDomains(xb), reifiedUnary<NuvCPReifyLEqualcI>(k),
+                      [=](const Assignment& a) { return reif(a[0] <= k, a[1]); }, boolsFrom)
+        .run(o);
+    PropagatorChecker(randomDomains(xb), reifiedUnary<NuvCPReifyGEqualcI>(k),
+                      [=](const Assignment& a) { return reif(a[0] >= k, a[1]); }, boolsFrom)
+        .run(o);
+  }
+}
+
+}  // namespace
+
+namespace {
+
+class RelationWake : public ::testing::Test {
+ protected:
+  NuvCPCIntVarI* var(int lo, int hi) { return nuvCPNew<NuvCPCIntVarI>(&arena, &arena, &store, lo, hi); }
+  template <class P, class... A>
+  P* make(A... a) {
+    return nuvCPNew<P>(&arena, &store, a...);
+  }
+  static std::string values(NuvCPIntVarI* x) {
+    std::string s;
+    for (int v = x->getMin(); v <= x->getMax(); ++v)
+      if (x->member(v)) s += (s.empty() ? "" : ",") + std::to_string(v);
+    return s;
+  }
+  PimArenaAllocator arena;
+  NuvTrailI trail;
+  NuvCPManagerI store{&arena, &trail};
+};
+
+// x == y over y's even values: a bound of x that falls on a hole of y moves
+// y's bound, which moves x's again. One call of propagate follows that chain
+// to the end, driven by the checked flag the store clears when the
+// propagator's own updates re-schedule it.
+TEST_F(RelationWake, EqualBCRunsAgainWhileItsOwnUpdatesRescheduleIt) {
+  NuvCPCIntVarI* x = var(0, 10);
+  NuvCPCIntVarI* y = var(0, 10);
+  for (int v = 1; v < 10; v += 2) y->removeValue(v);
+  auto* eq = make<NuvCPEqualBCI>(x, y, 0);
+  ASSERT_EQ(store.post(eq), NuvCPSuspend);
+  trail.push();
+  ASSERT_EQ(x->updateMax(9), NuvCPSuspend);  // schedules eq
+  EXPECT_EQ(eq->checked(), 0);
+  EXPECT_EQ(eq->propagate(), NuvCPSuspend);
+  EXPECT_EQ(x->getMax(), 8);  // one pass alone would leave 9
+  EXPECT_EQ(y->getMax(), 8);
+  EXPECT_EQ(eq->checked(), 1);
+  EXPECT_EQ(store.propagate(), NuvCPSuspend);
+  trail.pop();
+  EXPECT_EQ(x->getMax(), 10);
+}
+
+// Entailed at post: not subscribed, so no later change runs it. (The
+// store's post answers its own status after the fixpoint, so the
+// propagator's answer is read from its own post.)
+TEST_F(RelationWake, PropagatorsDecidedAtPostAreNeverWoken) {
+  NuvCPCIntVarI* x = var(3, 3);
+  NuvCPCIntVarI* y = var(0, 10);
+  EXPECT_EQ(make<NuvCPLEqualI>(x, y, 1)->post(0), NuvCPSuccess);
+  EXPECT_EQ(y->getMin(), 2);
+  NuvCPCIntVarI* z = var(0, 5);
+  NuvCPCIntVarI* b = var(0, 1);
+  EXPECT_NE(store.post(make<NuvCPReifyEqualcI>(z, 9, b)), NuvCPFailure);
+  EXPECT_EQ(b->getMax(), 0);
+  EXPECT_EQ(z->getEqualityWatcher(9), nullptr);
+  const auto runs = store.propagationCount();
+  trail.push();
+  EXPECT_EQ(store.label(y, 4), NuvCPSuspend);
+  EXPECT_EQ(store.gthen(z, 2), NuvCPSuspend);
+  EXPECT_EQ(store.propagationCount(), runs);
+  trail.pop();
+}
+
+TEST_F(RelationWake, EdgeCasesOfTheReifiedAndDomainForms) {
+  // x <= y + k with both unbound: both narrowed, still active.
+  NuvCPCIntVarI* x = var(0, 10);
+  NuvCPCIntVarI* y = var(-5, 4);
+  EXPECT_EQ(store.post(make<NuvCPLEqualI>(x, y, 2)), NuvCPSuspend);
+  EXPECT_EQ(x->getMax(), 6);
+  EXPECT_EQ(y->getMin(), -2);
+  // b <=> x <= 4 with b = 0: x >= 5.
+  NuvCPCIntVarI* u = var(0, 10);
+  NuvCPCIntVarI* b0 = var(0, 0);
+  EXPECT_NE(store.post(make<NuvCPReifyLEqualcI>(u, 4, b0)), NuvCPFailure);
+  EXPECT_EQ(u->getMin(), 5);
+  // EqualAC: x in {1,3,5}, y in [0,5] leaves y = {1,3,5}.
+  NuvCPCIntVarI* p = var(1, 5);
+  p->removeValue(2);
+  p->removeValue(4);
+  NuvCPCIntVarI* q = var(0, 5);
+  EXPECT_EQ(store.post(make<NuvCPEqualACI>(p, q, 0)), NuvCPSuspend);
+  EXPECT_EQ(values(q), "1,3,5");
+  // ... and keeps it so as values go.
+  trail.push();
+  EXPECT_EQ(store.diff(p, 3), NuvCPSuspend);
+  EXPECT_EQ(values(q), "1,5");
+  trail.pop();
+  EXPECT_EQ(values(q), "1,3,5");
+  // b <=> x == y with b fixed to 1 at post: the plain equality's strength
+  // (x's 4 would need y's hole 4).
+  NuvCPCIntVarI* r = var(0, 4);
+  NuvCPCIntVarI* s = var(0, 6);
+  s->removeValue(4);
+  NuvCPCIntVarI* one = var(1, 1);
+  EXPECT_EQ(store.post(make<NuvCPReifyEqualBCI>(r, s, 0, one)), NuvCPSuspend);
+  EXPECT_EQ(r->getMax(), 3);
+  EXPECT_EQ(s->getMax(), 3);
+}
+
+}  // namespace
