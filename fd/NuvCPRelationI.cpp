@@ -422,12 +422,14 @@ int NuvCPReifyEqualBCI::propagate() {
 
 int NuvCPReifyEqualBCI::post(int) {
   const int r = propagate();
-  if (r == NuvCPSuspend) {
-    _x->addBounds(this);
-    _y->addBounds(this);
-    _b->addBind(this);
-  }
-  return r;
+  if (r != NuvCPSuspend) return r;
+  _x->addBounds(this);
+  _y->addBounds(this);
+  _b->addBind(this);
+  // With b fixed the bound updates ran once, without the re-run loop of the
+  // plain equality: a bound that moved onto a hole has to be seen again,
+  // and only from now on do the subscriptions report such moves.
+  return _b->isBound() ? propagate() : r;
 }
 
 void NuvCPReifyEqualACI::print(std::ostream& os) const {
@@ -443,10 +445,13 @@ void NuvCPReifyEqualACI::print(std::ostream& os) const {
 int NuvCPReifyEqualACI::propagate() {
   if (!_b->isBound()) return decideEquality(1);
   if (_b->getMin() == 0) return enforceDifferent(_x, _y, _k);
-  const int r = enforceEqual(_x, _y, _k);
-  if (r == NuvCPFailure || _x->isBound() || _y->isBound()) return r;
+  // The scans cover the ranges from before the bound updates: a hole of y
+  // that the updates left outside y's new bounds still has its counterpart
+  // in x, and no event will report that hole again.
   const int xmin = _x->getMin(), xmax = _x->getMax();
   const int ymin = _y->getMin(), ymax = _y->getMax();
+  const int r = enforceEqual(_x, _y, _k);
+  if (r == NuvCPFailure || _x->isBound() || _y->isBound()) return r;
   int s = NuvCPSuspend;
   for (int v = xmin; v <= xmax && s != NuvCPFailure; ++v)
     if (!_x->member(v)) s = _y->removeValue(nuvCPAdd(v, -std::int64_t{_k}));
@@ -505,7 +510,9 @@ int NuvCPReifyNEqualI::post(int) {
     _y->addAC5Value(this);
   else if (_y->isBound())
     _x->addAC5Value(this);
-  return r;
+  // b = 0 enforces the equality by one pass of bound updates: settle what
+  // moved before the subscriptions existed (as the reified equality does).
+  return _b->isBound() ? propagate() : r;
 }
 
 int NuvCPReifyNEqualI::valRemove(NuvCPIntVarI*, int) { return propagate(); }

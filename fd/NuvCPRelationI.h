@@ -3,11 +3,14 @@
 // through the integer-variable operations and their events.
 //
 // Offsets: a sum such as y.getMin() + k is formed in 64 bits and clamped to
-// the int range before it reaches a variable. Variables never hold values
-// beyond -1073741823..1073741822, so a clamped bound or value lies outside
-// every domain exactly when the true one does: the narrowing that follows
-// fails, or removes nothing, as it would with unbounded integers. No valid
-// value is ever pruned because of a wrapped sum.
+// the int range before it reaches a variable. Concrete variables hold values
+// within -1073741823..1073741822 and offset views (|c| < 2^30) stay strictly
+// inside the int range, so INT32_MIN and INT32_MAX are never possible
+// values: a clamped bound or value lies outside every domain exactly when
+// the true one does, and the narrowing that follows fails, or removes
+// nothing, as it would with unbounded integers. No valid value is ever
+// pruned because of a wrapped sum; the search tests check this at the ends
+// of the range, through views too.
 #pragma once
 
 #include <cstdint>
