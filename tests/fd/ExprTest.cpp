@@ -95,6 +95,13 @@ TEST_F(ExprFixture, ShortRelationsGoOntoUnaryAndBinaryPropagators) {
     trail.pop();
     store.restartPropagation();
   }
+  // The domain level picks the domain-consistent equalities.
+  trail.push();
+  store.post(x == y + 1, kNuvCPExprDomain);
+  nuvCPReify(store, x == z, kNuvCPExprDomain);
+  EXPECT_EQ(posted(), (V{"NuvCPEqualACI", "NuvCPReifyEqualACI"}));
+  trail.pop();
+  store.restartPropagation();
   store.post(x + y - x + 2 * y <= 5 + y);
   EXPECT_EQ(bounds(y), P(0, 2));
 }
