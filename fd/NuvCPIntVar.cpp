@@ -3,6 +3,7 @@
 #include <ostream>
 #include <sstream>
 
+#include "fd/NuvCPBoolVarI.h"
 #include "fd/NuvCPCIntVarI.h"
 #include "fd/NuvCPManager.h"
 #include "fd/NuvCPManagerI.h"
@@ -57,6 +58,23 @@ void NuvCPIntVar::init(RavRuntime& rt, int nargs) {
             x->removeValue(static_cast<int>(v)) == NuvCPFailure)
           throw PimExecutionError(rt.source(), "out of memory creating a var<CP>{int}");
   }
+}
+
+void NuvCPBoolVar::print(std::ostream& os) const {
+  if (_var)
+    _var->print(os);
+  else
+    os << "var<CP>{bool}(uninitialised)";
+}
+
+void NuvCPBoolVar::init(RavRuntime& rt, int nargs) {
+  if (nargs != 1) NuvNativeObject::init(rt, nargs);
+  NuvCPArgs a(rt, "var<CP>{bool}", {"CP$Store"});
+  NuvCPManagerI* s = nuvCPArgStore(a, 0)->store();
+  auto* b = nuvCPNew<NuvCPBoolVarI>(s->allocator(), s->allocator(), s);
+  if (!b) throw PimExecutionError(rt.source(), "out of memory creating a var<CP>{bool}");
+  _var = b;
+  s->setIntVarHandle(b->getId(), this);
 }
 
 NuvCPDaemonI* nuvCPArgDaemon(RavRuntime& rt, int n, const char* method) {

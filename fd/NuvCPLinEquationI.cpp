@@ -107,34 +107,38 @@ void NuvCPLinearBaseI::subscribeBounds() {
 
 int NuvCPLinearBaseI::propagateEquation() {
   for (;;) {
+    // Step 1: the sums, reading each variable's bounds once; the unbound
+    // terms go to the scratch list with the bounds they had.
     std::int64_t sup = _k, slow = _k;
     int nf = 0;
     for (int i = 0; i < _n; ++i) {
       NuvCPIntVarI* x = _vars[i];
       const std::int64_t a = _coefs[i];
-      if (x->isBound()) {
-        const std::int64_t v = a * x->getMin();
-        sup += v;
-        slow += v;
+      const int lo = x->getMin(), hi = x->getMax();
+      if (lo == hi) {
+        sup += a * lo;
+        slow += a * lo;
       } else {
         if (a > 0) {
-          sup += a * x->getMax();
-          slow += a * x->getMin();
+          sup += a * hi;
+          slow += a * lo;
         } else {
-          sup += a * x->getMin();
-          slow += a * x->getMax();
+          sup += a * lo;
+          slow += a * hi;
         }
-        _free[nf++] = Term{x, _coefs[i]};
+        _free[nf] = Term{x, _coefs[i]};
+        _bounds[nf++] = Bounds{lo, hi};
       }
       sumAssert(slow, sup, 366);
     }
     if (slow > 0 || sup < 0) return NuvCPFailure;
+    // Step 2: each unbound term within what the others leave it. A
+    // variable occurs once, so the bounds read above are still its own.
     bool changed = false;
-    int status = NuvCPSuspend;
-    for (int j = 0; j < nf && status != NuvCPFailure; ++j) {
+    for (int j = 0; j < nf; ++j) {
       NuvCPIntVarI* x = _free[j].x;
       const std::int64_t a = _free[j].a;
-      const std::int64_t m = x->getMin(), M = x->getMax();
+      const std::int64_t m = _bounds[j].lo, M = _bounds[j].hi;
       std::int64_t lo, hi;
       if (a > 0) {
         const std::int64_t rp = sup - a * M, rm = slow - a * m;
@@ -145,13 +149,15 @@ int NuvCPLinearBaseI::propagateEquation() {
         lo = ceilDiv(-rm, a);
         hi = floorDiv(-rp, a);
       }
-      if (lo < m) lo = m;
-      if (hi > M) hi = M;
-      status = x->updateMin(toInt(lo));
-      if (status != NuvCPFailure) status = x->updateMax(toInt(hi));
-      if (lo > m || hi < M) changed = true;
+      if (lo > m) {
+        changed = true;
+        if (x->updateMin(toInt(lo)) == NuvCPFailure) return NuvCPFailure;
+      }
+      if (hi < M) {
+        changed = true;
+        if (x->updateMax(toInt(hi)) == NuvCPFailure) return NuvCPFailure;
+      }
     }
-    if (status == NuvCPFailure) return NuvCPFailure;
     if (!changed) return NuvCPSuspend;
   }
 }

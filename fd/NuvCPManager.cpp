@@ -40,6 +40,9 @@ void NuvCPManager::init(RavRuntime& rt, int nargs) {
   }
   _store = pimCreate<NuvCPManagerI>(&_owned->arena, &_owned->arena, &_owned->trail);
   if (!_store) throw PimExecutionError(rt.source(), "out of memory creating a CP$Store");
+  // The store reports errors at the script's position and reads the trace
+  // level and verbosity of its program.
+  _store->setRuntime(&rt);
 }
 
 int NuvCPManager::post(RavRuntime& rt, NuvCPCstr* c) {
@@ -47,6 +50,8 @@ int NuvCPManager::post(RavRuntime& rt, NuvCPCstr* c) {
   if (!p)
     throw PimExecutionError(rt.source(), "out of memory posting a constraint of class " +
                                              c->nativeClass()->name());
+  // An objective becomes the store's hook, re-imposed after every restore.
+  if (p->isObjective()) _store->setIntObjective(static_cast<NuvCPCstrI*>(p));
   return _store->post(static_cast<NuvCPCstrI*>(p));
 }
 

@@ -7,6 +7,7 @@
 #include "fd/NuvCPDomain.h"
 #include "fd/NuvCPIntVar.h"
 #include "fd/NuvCPManager.h"
+#include "fd/NuvCPBitVar.h"
 #include "fd/NuvCPConstraintI.h"
 #include "fd/NuvCPArith.h"
 #include "fd/NuvCPArithI.h"
@@ -15,7 +16,10 @@
 #include "fd/NuvCPLinEquation.h"
 #include "fd/NuvCPLinEquationI.h"
 #include "fd/NuvCPNative.h"
+#include "fd/NuvCPObjective.h"
+#include "fd/NuvCPObjectiveI.h"
 #include "fd/NuvCPRelation.h"
+#include "fd/NuvCPSolutionI.h"
 #include "fd/NuvCPRelationI.h"
 #include "host/Rav.h"
 
@@ -45,7 +49,7 @@ NuvInstanceFactory* factory(PimAllocator* a, const char* name) {
 const ClassRow kClasses[] = {
     {"CP$Store", factory<NuvCPManager>},
     {"CP$VarInt", factory<NuvCPIntVar>},
-    {"CP$VarBool", unavailable},
+    {"CP$VarBool", factory<NuvCPBoolVar>},
     {"CP$VarFloat", unavailable},
     {"CP$CExpr", nuvCPArithFactory},
     {"CP$Equal", nuvCPRelationFactory},
@@ -65,9 +69,9 @@ const ClassRow kClasses[] = {
     {"CP$ReifyNEqual", nuvCPRelationFactory},
     {"CP$ReifyLEqual", nuvCPRelationFactory},
     {"CP$ReifyGEqual", nuvCPRelationFactory},
-    {"CP$LogicOr", unavailable},
-    {"CP$LogicAnd", unavailable},
-    {"CP$LogicImply", unavailable},
+    {"CP$LogicOr", nuvCPRelationFactory},
+    {"CP$LogicAnd", nuvCPRelationFactory},
+    {"CP$LogicImply", nuvCPRelationFactory},
     {"CP$Cardinality", unavailable},
     {"CP$SoftCardinality", unavailable},
     {"CP$SoftAtLeast", unavailable},
@@ -89,7 +93,7 @@ const ClassRow kClasses[] = {
     {"CP$EqualAC", nuvCPRelationFactory},
     {"CP$Pair", unavailable},
     {"CP$LexLeq", unavailable},
-    {"CP$Minimize", unavailable},
+    {"CP$Minimize", nuvCPObjectiveFactory},
     {"CP$Domain", factory<NuvCPDomain>},
     {"CP$Adapter", unavailable},
     {"CP$Mult", nuvCPArithFactory},
@@ -154,7 +158,7 @@ const ClassRow kClasses[] = {
     {"CP$DiscreteEdgeFinder", unavailable},
     {"CPPEA", unavailable},
     {"CP$PrecedenceGraphClosure", unavailable},
-    {"CP$BitVar", unavailable},
+    {"CP$BitVar", factory<NuvCPBitVar>},
     {"CP$VarSetInt", unavailable},
     {"CP$SetGlobalCardinality", unavailable},
     {"CP$SetDisjoint", unavailable},
@@ -190,6 +194,7 @@ void nuvfdModuleRegistry(RavProgram* program, PimPropertyDict*) {
   // A factory whose allocation fails is registered as null; creating an
   // object of that class then reports the out-of-memory condition.
   for (const ClassRow& row : kClasses) registerClass(row.name, row.make(a, row.name), program);
+  nuvCPRegisterArchiveClasses(program->archiveRegistry());
 }
 
 // Propagator type -> native class, for handles. Each family adds its rows as
@@ -217,6 +222,9 @@ const char* nuvCPNativeClassOf(const NuvCPDaemonI* c) {
       {&typeid(NuvCPReifyEqualACI), "CP$ReifyEqual"},
       {&typeid(NuvCPReifyNEqualI), "CP$ReifyNEqual"},
       {&typeid(NuvCPReifyLEqualI), "CP$ReifyLEqual"},
+      {&typeid(NuvCPLogicAndI), "CP$LogicAnd"},
+      {&typeid(NuvCPLogicOrI), "CP$LogicOr"},
+      {&typeid(NuvCPLogicImplyI), "CP$LogicImply"},
       {&typeid(NuvCPLinearEquationI), "CP$LinearEquation"},
       {&typeid(NuvCPLinearNotEqualI), "CP$LinearEquation"},
       {&typeid(NuvCPLinearEquationReifI), "CP$LinearEquation"},
@@ -226,6 +234,8 @@ const char* nuvCPNativeClassOf(const NuvCPDaemonI* c) {
       {&typeid(NuvCPLinearPNEquationCI), "CP$LinearPNEquationC"},
       {&typeid(NuvCPSumBoolEqualCstI), "CP$SumBoolEqualCst"},
       {&typeid(NuvCPSumBoolEqualI), "CP$SumBoolEqual"},
+      {&typeid(NuvCPMinimizeI), "CP$Minimize"},
+      {&typeid(NuvCPMaximizeI), "CP$Minimize"},
       {&typeid(NuvCPMultI), "CP$Mult"},
       {&typeid(NuvCPAbsI), "CP$CExpr"},
       {&typeid(NuvCPBinaryFunctionI), "CP$CExpr"},

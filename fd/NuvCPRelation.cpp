@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "fd/NuvCPBoolVarI.h"
 #include "fd/NuvCPManagerI.h"
 #include "fd/NuvCPRelationI.h"
 #include "host/PimError.h"
@@ -14,6 +15,7 @@ enum class Shape {
   XK,      // (x, k)
   XKB,     // (x, k, b)
   XYKB,    // (x, y[, k], b)
+  XYB,     // (x, y, b) over Booleans
 };
 
 // One row per class: its name, argument shape, operator for messages and the
@@ -38,6 +40,11 @@ template <class P>
 NuvCPDaemonI* reifiedBinary(NuvCPManagerI* s, NuvCPIntVarI* x, NuvCPIntVarI* y, int k,
                             NuvCPIntVarI* b) {
   return nuvCPNew<P>(s->allocator(), s, x, y, k, b);
+}
+template <class P>
+NuvCPDaemonI* logic(NuvCPManagerI* s, NuvCPIntVarI* x, NuvCPIntVarI* y, int, NuvCPIntVarI* b) {
+  return nuvCPNew<P>(s->allocator(), s, static_cast<NuvCPBoolVarI*>(x),
+                     static_cast<NuvCPBoolVarI*>(y), static_cast<NuvCPBoolVarI*>(b));
 }
 // b <=> x >= y + k  is  b <=> y <= x - k.
 NuvCPDaemonI* reifiedGEqual(NuvCPManagerI* s, NuvCPIntVarI* x, NuvCPIntVarI* y, int k,
@@ -70,6 +77,9 @@ const Row kRows[] = {
     {"CP$ReifyNEqual", Shape::XYKB, "operator!=", reifiedBinary<NuvCPReifyNEqualI>},
     {"CP$ReifyLEqual", Shape::XYKB, "operator<=", reifiedBinary<NuvCPReifyLEqualI>},
     {"CP$ReifyGEqual", Shape::XYKB, "operator>=", reifiedGEqual},
+    {"CP$LogicAnd", Shape::XYB, "operator&&", logic<NuvCPLogicAndI>},
+    {"CP$LogicOr", Shape::XYB, "operator||", logic<NuvCPLogicOrI>},
+    {"CP$LogicImply", Shape::XYB, "operator=>", logic<NuvCPLogicImplyI>},
 };
 
 const Row* rowOf(const std::string& name) {
@@ -146,8 +156,21 @@ class NuvCPRelation : public NuvCPCstr {
           NuvCPCstr::init(rt, nargs);
         }
         break;
+      case Shape::XYB: {
+        if (nargs != 3) NuvCPCstr::init(rt, nargs);
+        NuvCPArgs a(rt, op, {kBool, kBool, kBool}, 2);
+        _x = a.intVar(0);
+        _y = a.intVar(1);
+        _b = a.intVar(2);
+        for (NuvCPIntVarI* v : {_x, _y, _b})
+          if (!dynamic_cast<NuvCPBoolVarI*>(v))
+            throw PimExecutionError(rt.source(), std::string(op) +
+                                                     ": the connectives take var<CP>{bool} "
+                                                     "variables (CP$VarBool)");
+        break;
+      }
     }
-    accepted(rt, nargs);
+    accepted(rt, nargs, _row->shape == Shape::XYB ? "CP$VarBool" : "CP$VarInt");
     checkSameStore(rt);
   }
 

@@ -2,6 +2,7 @@
 
 #include <ostream>
 
+#include "fd/NuvCPBoolVarI.h"
 #include "fd/NuvCPManagerI.h"
 #include "host/PimError.h"
 
@@ -541,4 +542,112 @@ int NuvCPReifyLEqualI::post(int) {
     _b->addBind(this);
   }
   return r;
+}
+
+// ---- Boolean connectives ------------------------------------------------------------
+// They read the two-bit states directly, and a Boolean's successful bind
+// answers exactly 1: that is what they test.
+
+void NuvCPLogicI::mark(PimMarker& m) {
+  NuvCPCstrI::mark(m);
+  m.mark(_x);
+  m.mark(_y);
+  m.mark(_b);
+}
+
+void NuvCPLogicI::printAs(std::ostream& os, const char* op) const {
+  _b->print(os);
+  os << " <=> ";
+  _x->print(os);
+  os << op;
+  _y->print(os);
+}
+
+void NuvCPLogicI::subscribeUnbound() {
+  for (NuvCPBoolVarI* v : {_x, _y, _b})
+    if (!v->isBound()) v->addBind(this);
+}
+
+namespace {
+
+// The value of a bound Boolean (state 1: false, 2: true).
+int valueOf(const NuvCPBoolVarI* v) { return v->state() == 2 ? 1 : 0; }
+int exactlyOne(int r) { return r == NuvCPSuccess ? NuvCPSuccess : NuvCPFailure; }
+
+}  // namespace
+
+int NuvCPLogicAndI::propagate() {
+  const bool xb = _x->isBound(), yb = _y->isBound();
+  if (xb && yb) return _b->bind(valueOf(_x) == 1 && valueOf(_y) == 1 ? 1 : 0);
+  if (!xb && !yb) {
+    if (!_b->isBound() || valueOf(_b) == 0) return NuvCPSuspend;
+    if (_x->bind(1) != NuvCPSuccess) return NuvCPFailure;
+    return exactlyOne(_y->bind(1));
+  }
+  NuvCPBoolVarI* fixed = xb ? _x : _y;
+  NuvCPBoolVarI* other = xb ? _y : _x;
+  if (valueOf(fixed) == 0) return _b->bind(0);
+  if (!_b->isBound()) return NuvCPSuspend;
+  return other->bind(valueOf(_b));
+}
+
+int NuvCPLogicAndI::post(int) {
+  const int r = propagate();
+  if (r != NuvCPSuspend) return r;
+  subscribeUnbound();
+  return NuvCPSuspend;
+}
+
+int NuvCPLogicOrI::propagate() {
+  const bool xb = _x->isBound(), yb = _y->isBound();
+  if (xb && yb) return _b->bind(valueOf(_x) == 1 || valueOf(_y) == 1 ? 1 : 0);
+  if (xb) {
+    if (valueOf(_x) == 1) return _b->bind(1);
+    if (_b->isBound()) return _y->bind(valueOf(_b));
+    return NuvCPSuspend;
+  }
+  if (yb) {
+    if (valueOf(_y) == 1) return _b->bind(1);
+    if (_b->isBound()) return _x->bind(valueOf(_b));
+    return NuvCPSuspend;
+  }
+  if (_b->isBound() && valueOf(_b) == 0) {
+    if (_x->bind(0) != NuvCPSuccess) return NuvCPFailure;
+    return exactlyOne(_y->bind(0));
+  }
+  return NuvCPSuspend;
+}
+
+int NuvCPLogicOrI::post(int) {
+  const int r = propagate();
+  if (r == NuvCPFailure) return r;
+  subscribeUnbound();
+  return NuvCPSuspend;
+}
+
+int NuvCPLogicImplyI::propagate() {
+  const bool xb = _x->isBound(), yb = _y->isBound();
+  if (xb && yb) return exactlyOne(_b->bind(valueOf(_x) == 1 && valueOf(_y) == 0 ? 0 : 1));
+  if (xb) {
+    if (valueOf(_x) == 0) return _b->bind(1);
+    if (_b->isBound()) return _y->bind(valueOf(_b));
+    return NuvCPSuspend;
+  }
+  if (yb) {
+    if (valueOf(_y) == 1) return _b->bind(1);
+    if (_b->isBound()) return _x->bind(1 - valueOf(_b));
+    return NuvCPSuspend;
+  }
+  if (_b->isBound() && valueOf(_b) == 0) {
+    if (_x->bind(1) != NuvCPSuccess) return NuvCPFailure;
+    return exactlyOne(_y->bind(0));
+  }
+  return NuvCPSuspend;
+}
+
+int NuvCPLogicImplyI::post(int) {
+  const int r = propagate();
+  if (r != NuvCPSuspend) return r;
+  subscribeUnbound();
+  return NuvCPSuspend;
 }

@@ -275,3 +275,52 @@ class NuvCPReifyLEqualI : public NuvCPReifyBinaryI {
   int propagate() override;
   int post(int level) override;
 };
+
+// ---- Boolean connectives: b <=> x op y over Boolean variables ---------------------
+
+class NuvCPBoolVarI;
+
+class NuvCPLogicI : public NuvCPCstrI {
+ public:
+  NuvCPLogicI(NuvCPManagerI* s, NuvCPBoolVarI* x, NuvCPBoolVarI* y, NuvCPBoolVarI* b)
+      : NuvCPCstrI(s), _x(x), _y(y), _b(b) {}
+  void mark(PimMarker& m) override;
+
+ protected:
+  // Subscribes to the bind events of whichever of x, y, b is unbound.
+  void subscribeUnbound();
+  void printAs(std::ostream& os, const char* op) const;
+  NuvCPBoolVarI* _x;
+  NuvCPBoolVarI* _y;
+  NuvCPBoolVarI* _b;
+};
+
+// b <=> x && y
+class NuvCPLogicAndI : public NuvCPLogicI {
+ public:
+  using NuvCPLogicI::NuvCPLogicI;
+  std::size_t classSize() const override { return sizeof(NuvCPLogicAndI); }
+  void print(std::ostream& os) const override { printAs(os, " && "); }
+  int propagate() override;
+  int post(int level) override;
+};
+
+// b <=> x || y
+class NuvCPLogicOrI : public NuvCPLogicI {
+ public:
+  using NuvCPLogicI::NuvCPLogicI;
+  std::size_t classSize() const override { return sizeof(NuvCPLogicOrI); }
+  void print(std::ostream& os) const override { printAs(os, " || "); }
+  int propagate() override;
+  int post(int level) override;
+};
+
+// b <=> (x => y)
+class NuvCPLogicImplyI : public NuvCPLogicI {
+ public:
+  using NuvCPLogicI::NuvCPLogicI;
+  std::size_t classSize() const override { return sizeof(NuvCPLogicImplyI); }
+  void print(std::ostream& os) const override { printAs(os, " => "); }
+  int propagate() override;
+  int post(int level) override;
+};

@@ -217,9 +217,10 @@ NuvNativeObject* FznBuilder::newIntVar(std::int64_t lo, std::int64_t hi, const F
 }
 
 NuvNativeObject* FznBuilder::newBoolVar() {
-  // Booleans are 0/1 integer variables here, so that every integer
-  // propagator takes them.
-  return newIntVar(0, 1, FznPos{});
+  // A Boolean variable is also a 0/1 integer variable: every integer
+  // propagator takes it, and the connectives need it.
+  _rt.push(_store);
+  return _rt.create("CP$VarBool", 1);
 }
 
 NuvNativeObject* FznBuilder::constant(std::int64_t v, const FznPos& pos) {

@@ -4,6 +4,7 @@
 
 #include "fd/NuvCPIVarI.h"
 #include "fd/NuvCPManagerI.h"
+#include "fd/NuvCPObjectiveI.h"
 #include "fd/NuvCPStatus.h"
 #include "host/NuvTrail.h"
 
@@ -182,13 +183,6 @@ int NuvSearch::applyRight(const Choice& c) {
 
 // ---- the search -------------------------------------------------------------------
 
-bool NuvSearch::imposeBound() {
-  if (!_objective || !_haveBest) return true;
-  const int b = static_cast<int>(_best);
-  const int r = _maximize ? _store->gthen(_objective, b) : _store->lthen(_objective, b);
-  return r != NuvCPFailure;
-}
-
 bool NuvSearch::limitReached() {
   if (_stopped) return true;
   if (_limits.stop && _limits.stop->load(std::memory_order_relaxed)) return _stopped = true;
@@ -210,7 +204,8 @@ bool NuvSearch::backtrack() {
     _stack.pop_back();
     _trail->pop();
     if (limitReached()) return false;
-    if (!_store->restartPropagation() || !imposeBound()) {
+    // The restart re-imposes the objective's bound (the store's hook).
+    if (!_store->restartPropagation()) {
       ++_stats.failures;
       continue;
     }
@@ -235,15 +230,31 @@ NuvSearch::Outcome NuvSearch::solve(const NuvSearchLimits& limits,
   // A choice point of the search's own, so that right branches taken at the
   // top level are undone too and the store ends as it started.
   _trail->push();
+  // Branch and bound through the store's objective hook, posted inside the
+  // search's own choice point so that it goes with the search.
+  NuvCPCstrI* previousHook = _store->intObjective();
+  NuvCPObjectiveI* objective = nullptr;
+  if (_objective) {
+    if (_maximize)
+      objective = nuvCPNew<NuvCPMaximizeI>(_store->allocator(), _store, _objective);
+    else
+      objective = nuvCPNew<NuvCPMinimizeI>(_store->allocator(), _store, _objective);
+    if (objective) {
+      _store->setIntObjective(objective);
+      _store->post(objective);
+    }
+  }
 
-  bool alive = _store->isConsistent() && _store->restartPropagation();
+  bool alive = objective || !_objective ? _store->isConsistent() && _store->restartPropagation()
+                                        : false;
   while (alive) {
     if (limitReached()) break;
     Choice c;
     if (!select(c)) {
       ++_stats.solutions;
-      if (_objective) {
-        _best = _objective->getMin();
+      if (objective) {
+        objective->tightenOnSolution();
+        _best = static_cast<std::int64_t>(objective->getBound());
         _haveBest = true;
       }
       if (!onSolution() || (_limits.solutions && _stats.solutions >= _limits.solutions)) {
@@ -274,6 +285,7 @@ NuvSearch::Outcome NuvSearch::solve(const NuvSearchLimits& limits,
     _trail->pop();
   }
   _trail->pop();
+  _store->setIntObjective(previousHook);
   _store->restartPropagation();
   _stats.seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - _start).count();

@@ -89,6 +89,8 @@ class NuvSearch {
   // most_constrained); variables absent count 0.
   void setDegree(const NuvCPIntVarI* x, int degree);
   // Branch and bound: every solution after the first is strictly better.
+  // The search posts a minimise (maximise) objective as the store's hook:
+  // tightened at each solution, re-imposed by the store after each restore.
   void setObjective(NuvCPIntVarI* x, bool maximize);
   void setSeed(std::uint64_t seed) { _rng.seed(seed); }
 
@@ -117,8 +119,6 @@ class NuvSearch {
   // Pops choice points until a right branch can be taken; false when the
   // tree is exhausted.
   bool backtrack();
-  // The branch-and-bound bound after a restore; false when it fails.
-  bool imposeBound();
   bool limitReached();
   int weight(const NuvCPIntVarI* x) const;
 

@@ -4,7 +4,9 @@
 
 #include <string>
 
+#include "fd/NuvCPManager.h"
 #include "fd/NuvCPModule.h"
+#include "fd/NuvCPNative.h"
 #include "host/PimError.h"
 #include "host/Rav.h"
 
@@ -133,6 +135,34 @@ TEST_F(LanguageTest, TrailIntListShrinksOnBacktrack) {
   EXPECT_THROW(call(l, "get", 11), PimExecutionError);
 }
 
+TEST_F(LanguageTest, BooleanAndBitVectorVariables) {
+  NuvNativeObject* s = makeStore();
+  rt.push(s);
+  NuvNativeObject* b = rt.create("CP$VarBool", 1);
+  EXPECT_EQ(call(b, "toString").asString(), "[false,true]");
+  EXPECT_EQ(call(s, "label", b, 1).asInt(), 2);
+  EXPECT_EQ(call(b, "getValue").asInt(), 1);
+  rt.push(s);
+  NuvNativeObject* w = rt.create("CP$BitVar", 1);
+  EXPECT_EQ(call(w, "setBit", 3, 1).asInt(), 2);
+  EXPECT_TRUE(call(w, "member", 8).asBool());
+  EXPECT_EQ(call(w, "bindWord", 9).asInt(), 2);
+  EXPECT_EQ(call(w, "getSize").asInt(), 1);
+  EXPECT_THROW(call(w, "bindWord", -1), PimExecutionError);
+  // The connectives take Booleans only.
+  NuvNativeObject* x = makeVar(s, 0, 1);
+  rt.push(b);
+  rt.push(x);
+  rt.push(b);
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { rt.create("CP$LogicAnd", 3); }),
+            "operator&&: the connectives take var<CP>{bool} variables (CP$VarBool)");
+  rt.push(b);
+  rt.push(b);
+  rt.push(RavValue());
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { rt.create("CP$LogicImply", 3); }),
+            "null operator=>(var<CP>{bool},var<CP>{bool})");
+}
+
 TEST_F(LanguageTest, StoresAreIndependent) {
   NuvNativeObject* s1 = makeStore();
   NuvNativeObject* s2 = makeStore();
@@ -142,6 +172,64 @@ TEST_F(LanguageTest, StoresAreIndependent) {
   EXPECT_EQ(call(x, "getSize").asInt(), 4);
   EXPECT_EQ(call(s1, "getNbIntVars").asInt(), 1);
   EXPECT_EQ(call(s2, "getNbIntVars").asInt(), 0);
+}
+
+TEST_F(LanguageTest, ConstraintClassesSpellTheSignatureOfANullArgument) {
+  NuvNativeObject* s = makeStore();
+  NuvNativeObject* x = makeVar(s, 0, 9);
+  NuvNativeObject* b = makeVar(s, 0, 1);
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  auto nullError = [&](const char* cls, std::vector<RavValue> args) {
+    return errorOf<PimNullPointerError>([&] { create(cls, std::move(args)); });
+  };
+  EXPECT_EQ(nullError("CP$Equal", {x, RavValue()}), "operator==(var<CP>{int},null)");
+  EXPECT_EQ(nullError("CP$Equal", {RavValue(), x, 3}), "operator==(null,var<CP>{int},int)");
+  EXPECT_EQ(nullError("CP$ReifyEqualc", {x, 3, RavValue()}), "null operator==(var<CP>{int},int)");
+  EXPECT_EQ(nullError("CP$ReifyEqualc", {RavValue(), 3, b}), "var<CP>{bool} operator==(null,int)");
+  EXPECT_EQ(nullError("CP$ReifyLEqual", {x, RavValue(), 2, b}),
+            "var<CP>{bool} operator<=(var<CP>{int},null,int)");
+  EXPECT_EQ(nullError("CP$LinearEquation", {RavIntArray{1, {1}}, RavValue(), 0}),
+            "linearEquation(int[],null,int)");
+  RavObjectArray withHole;
+  withHole.values = {x, nullptr};
+  EXPECT_EQ(nullError("CP$ElementVar", {x, withHole, x}),
+            "element(var<CP>{int},null,var<CP>{int})");
+  // Wrong argument counts and wrong kinds are execution errors naming them.
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$SLEqual", {x, x}); }),
+            "no constructor of CP$SLEqual takes 2 argument(s)");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] {
+              create("CP$LinearEquation", {RavIntArray{1, {1, 2}}, RavObjectArray{1, {x}}, 0});
+            }),
+            "CP$LinearEquation: 2 coefficients for 1 variables");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$Equal", {x, s}); }),
+            "argument 2: expected a variable, got an object of class CP$Store");
+}
+
+TEST_F(LanguageTest, PostingBuildsPropagatorsAndHandlesNameTheirClass) {
+  NuvNativeObject* s = makeStore();
+  NuvNativeObject* x = makeVar(s, 0, 9);
+  NuvNativeObject* y = makeVar(s, 0, 9);
+  rt.push(x);
+  rt.push(y);
+  rt.push(4);
+  NuvNativeObject* c = rt.create("CP$Equal", 3);
+  EXPECT_EQ(call(s, "post", c).asInt(), 2);
+  EXPECT_EQ(call(x, "getMin").asInt(), 4);
+  EXPECT_EQ(call(y, "getMax").asInt(), 5);
+  // A constraint posted to a store its variables do not belong to.
+  NuvNativeObject* other = makeStore();
+  EXPECT_THROW(call(other, "post", c), PimExecutionError);
+  // The handle of a built propagator is an object of its native class.
+  NuvCPMakeHandle maker(rt);
+  NuvCPDaemonI* p = static_cast<NuvCPCstr*>(c)->build(static_cast<NuvCPManager*>(s)->store());
+  NuvNativeObject* h = maker.makeHandle(p);
+  ASSERT_NE(h, nullptr);
+  EXPECT_EQ(h->nativeClass()->name(), "CP$Equal");
+  EXPECT_EQ(static_cast<NuvCPCstrHandle*>(h)->cstr(), p);
+  EXPECT_EQ(maker.makeHandle(nullptr), nullptr);
 }
 
 }  // namespace

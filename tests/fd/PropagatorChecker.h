@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "fd/NuvCPBoolVarI.h"
 #include "fd/NuvCPCIntVarI.h"
 #include "fd/NuvCPConstraintI.h"
 #include "fd/NuvCPManagerI.h"
@@ -37,6 +38,8 @@ struct PropagatorCheck {
   unsigned seed = 1;
   // Probability that a value of the range is in a random domain.
   double density = 0.6;
+  // Variables i with boolean[i] set are Boolean variables (range 0..1).
+  std::vector<bool> boolean;
 };
 
 namespace checker_detail {
@@ -92,10 +95,18 @@ inline void checkPropagator(const PropagatorCheck& c) {
     NuvTrailI trail;
     NuvCPManagerI store(&arena, &trail);
     std::vector<NuvCPIntVarI*> xs;
-    for (const auto& d : doms) {
-      auto* x = nuvCPNew<NuvCPCIntVarI>(&arena, &arena, &store, d.front(), d.back());
-      for (int v = d.front(); v <= d.back(); ++v)
-        if (!std::binary_search(d.begin(), d.end(), v)) x->removeValue(v);
+    for (std::size_t i = 0; i < doms.size(); ++i) {
+      const auto& d = doms[i];
+      NuvCPIntVarI* x;
+      if (i < c.boolean.size() && c.boolean[i]) {
+        x = nuvCPNew<NuvCPBoolVarI>(&arena, &arena, &store);
+        x->updateMin(d.front());
+        x->updateMax(d.back());
+      } else {
+        x = nuvCPNew<NuvCPCIntVarI>(&arena, &arena, &store, d.front(), d.back());
+        for (int v = d.front(); v <= d.back(); ++v)
+          if (!std::binary_search(d.begin(), d.end(), v)) x->removeValue(v);
+      }
       xs.push_back(x);
     }
     std::vector<std::vector<int>> solutions;

@@ -92,6 +92,36 @@ TEST(Relations, UnaryAndReifiedRelations) {
   }
 }
 
+TEST(Relations, BooleanConnectives) {
+  auto logic = [](auto tag, std::function<bool(bool, bool)> op) {
+    using P = typename decltype(tag)::type;
+    PropagatorCheck c;
+    c.ranges = {{0, 1}, {0, 1}, {0, 1}};
+    c.boolean = {true, true, true};
+    c.trials = 80;
+    c.density = 0.75;
+    c.build = [](NuvCPManagerI* s, const Vars& v) -> NuvCPDaemonI* {
+      return nuvCPNew<P>(s->allocator(), s, static_cast<NuvCPBoolVarI*>(v[0]),
+                         static_cast<NuvCPBoolVarI*>(v[1]), static_cast<NuvCPBoolVarI*>(v[2]));
+    };
+    c.holds = [op](const std::vector<int>& a) { return op(a[0], a[1]) == (a[2] == 1); };
+    c.strength = S::Domain;
+    checkPropagator(c);
+  };
+  logic(std::type_identity<NuvCPLogicAndI>{}, [](bool x, bool y) { return x && y; });
+  logic(std::type_identity<NuvCPLogicOrI>{}, [](bool x, bool y) { return x || y; });
+  logic(std::type_identity<NuvCPLogicImplyI>{}, [](bool x, bool y) { return !x || y; });
+  // The integer relations take Booleans too (their binds answer 1).
+  PropagatorCheck r;
+  r.ranges = {{-2, 2}, {0, 1}};
+  r.boolean = {false, true};
+  r.build = [](NuvCPManagerI* s, const Vars& v) -> NuvCPDaemonI* {
+    return nuvCPNew<NuvCPReifyEqualcI>(s->allocator(), s, v[0], 1, v[1]);
+  };
+  r.holds = [](const std::vector<int>& a) { return (a[0] == 1) == (a[1] == 1); };
+  checkPropagator(r);
+}
+
 class RelationFixture : public ::testing::Test {
  protected:
   NuvCPCIntVarI* var(std::int64_t lo, std::int64_t hi) {

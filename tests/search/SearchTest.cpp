@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <set>
+#include <sstream>
 #include <vector>
 
 #include "fd/NuvCPCIntVarI.h"
@@ -12,6 +13,7 @@
 #include "fd/NuvCPManagerI.h"
 #include "host/NuvTrail.h"
 #include "host/PimAllocator.h"
+#include "host/PimThread.h"
 #include "search/NuvSearch.h"
 
 namespace {
@@ -126,6 +128,8 @@ TEST_F(SearchTest, BranchAndBoundProvesTheOptimum) {
     search.addPhase(p);
     search.setObjective(s, maximize);
     std::vector<int> values;
+    std::ostringstream trace;
+    PimThreadOutputScope scope(trace);
     auto outcome = search.solve({}, [&] {
       values.push_back(s->getMin());
       return true;
@@ -135,6 +139,7 @@ TEST_F(SearchTest, BranchAndBoundProvesTheOptimum) {
     for (std::size_t i = 1; i < values.size(); ++i)
       EXPECT_TRUE(maximize ? values[i] > values[i - 1] : values[i] < values[i - 1]);
     EXPECT_EQ(search.best(), maximize ? 7 : 1);
+    EXPECT_EQ(trace.str().rfind("objective tightened to: ", 0), 0u);
   }
 }
 
