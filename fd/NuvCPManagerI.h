@@ -29,6 +29,7 @@ class NuvCPIntVarI;
 class NuvCPSetVarI;
 class NuvCPSearchControllerI;
 class NuvCPManagerI;
+class NuvCPBoolExpr;
 class NuvNativeObject;
 class RavRuntime;
 
@@ -171,6 +172,8 @@ class NuvCPManagerI : public PimStoreI {
   // as its second operand.
   int post(PimDataI* owner, NuvCPCstrI* c, int level);
   int postExpression(NuvCPExprI* e, int level = 0, PimDataI* operand = nullptr);
+  // Posts a modeling constraint (fd/NuvCPExpr.h) through postExpression.
+  int post(const NuvCPBoolExpr& c, int level = 0);
   void setAtomic(bool on);
 
   // ---- decisions (never deferred) ---------------------------------------------
