@@ -52,6 +52,19 @@ int NuvCPIntVarSnapshotI::value() const {
 }
 
 int NuvCPIntVarSnapshotI::restoreOnto(NuvCPIntVarI* x) const {
+  const int size = x->getSize();
+  const int min = x->getMin();
+  const int r = impose(x);
+  if (NuvCPChangeSignals* s = x->changeSignals()) {
+    if (r != NuvCPFailure && size == x->getSize() && min == x->getMin())
+      s->snapshotMatched.emit(*this);
+    else
+      s->snapshotDiffered.emit(*this, r);
+  }
+  return r;
+}
+
+int NuvCPIntVarSnapshotI::impose(NuvCPIntVarI* x) const {
   if (x->updateMin(_min) == NuvCPFailure) return NuvCPFailure;
   if (x->updateMax(_max) == NuvCPFailure) return NuvCPFailure;
   if (!_domain) return NuvCPSuspend;

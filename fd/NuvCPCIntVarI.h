@@ -70,7 +70,8 @@ class NuvCPIntVarSnapshotI : public NuvCPVarSnapshotI {
   const NuvCPDomainI* domain() const { return _domain; }
   // The value of a bound variable; PimExecutionError otherwise.
   int value() const;
-  // Imposes the snapshot's bounds and holes on `x`; answers the status.
+  // Imposes the snapshot's bounds and holes on `x`; answers the status and
+  // tells x's snapshot signals whether x had to change.
   int restoreOnto(NuvCPIntVarI* x) const;
 
   int getDataId() const override { return kDataId; }
@@ -82,7 +83,10 @@ class NuvCPIntVarSnapshotI : public NuvCPVarSnapshotI {
   void archive(PimArchiver& ar) const override;
   void unarchive(PimArchiver& ar) override;
 
- private:
+ protected:
+  // Narrows x to the snapshot; restoreOnto() adds the signals.
+  virtual int impose(NuvCPIntVarI* x) const;
+
   std::int32_t _id;
   std::int32_t _min;
   std::int32_t _max;
@@ -183,13 +187,9 @@ class NuvCPCIntVarI : public NuvCPIntVarI {
   // holds, when given) that the variable differs from them.
   int removedWatchers(int a, int b, const NuvCPDomainI* dom);
 
-  // The change signals of the watched form.
-  sigc::signal<void(int)> minChanged;
-  sigc::signal<void(int)> maxChanged;
-  sigc::signal<void()> boundsChanged;
-  sigc::signal<void(int)> valueRemoved;
-  sigc::signal<void(int)> bound;
-  sigc::signal<void()> domainChanged;
+  // The change signals; only the watched form emits the narrowing ones.
+  NuvCPChangeSignals signals;
+  NuvCPChangeSignals* changeSignals() override { return &signals; }
 
   // The list heads, for the engine's tests and the watched form.
   const NuvCPListHead& minList() const { return _minList; }
