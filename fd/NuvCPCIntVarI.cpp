@@ -52,27 +52,16 @@ int NuvCPIntVarSnapshotI::value() const {
 }
 
 int NuvCPIntVarSnapshotI::restoreOnto(NuvCPIntVarI* x) const {
-  const int size = x->getSize();
-  const int min = x->getMin();
-  const int r = impose(x);
-  if (NuvCPChangeSignals* s = x->changeSignals()) {
-    if (r != NuvCPFailure && size == x->getSize() && min == x->getMin())
-      s->snapshotMatched.emit(*this);
-    else
-      s->snapshotDiffered.emit(*this, r);
-  }
-  return r;
-}
-
-int NuvCPIntVarSnapshotI::impose(NuvCPIntVarI* x) const {
   if (x->updateMin(_min) == NuvCPFailure) return NuvCPFailure;
   if (x->updateMax(_max) == NuvCPFailure) return NuvCPFailure;
-  if (!_domain) return NuvCPSuspend;
-  for (std::int64_t v = static_cast<std::int64_t>(_min) + 1; v < _max; ++v) {
-    if (v < _domain->getMin() || v > _domain->getMax() || _domain->member(static_cast<int>(v)))
-      continue;
-    if (x->removeValue(static_cast<int>(v)) == NuvCPFailure) return NuvCPFailure;
+  if (_domain) {
+    for (std::int64_t v = static_cast<std::int64_t>(_min) + 1; v < _max; ++v) {
+      if (v < _domain->getMin() || v > _domain->getMax() || _domain->member(static_cast<int>(v)))
+        continue;
+      if (x->removeValue(static_cast<int>(v)) == NuvCPFailure) return NuvCPFailure;
+    }
   }
+  if (auto* c = dynamic_cast<NuvCPCIntVarI*>(x)) c->snapshotRestored.emit(this);
   return NuvCPSuspend;
 }
 
@@ -180,14 +169,19 @@ void NuvCPCIntVarI::postBinding(int v) {
   s->notifyBindToValue(_ac5Bind.head, this, v);
 }
 
-int NuvCPCIntVarI::updateMin(int v) {
+// The six narrowings are written once; W selects the watched form, which
+// also emits the change signals at fixed points (see NuvWatchedCPIntVarI).
+
+template <bool W>
+int NuvCPCIntVarI::updateMinImpl(int v) {
   if (v <= _min) return NuvCPSuspend;
   if (v > _max) return NuvCPFailure;
   NuvCPManagerI* s = getSolver();
   if (!_domain) {
     const int old = _min;
+    if constexpr (W) valuesRemoved.emit(old, v - 1, nullptr, 0);
     const std::uint32_t nsz = _size - static_cast<std::uint32_t>(v - old);
-    assertThat(static_cast<int>(nsz) > 0, "nsz > 0", kSource, 669);
+    assertThat(static_cast<int>(nsz) > 0, "nsz > 0", kSource, W ? 1226 : 669);
     setSize(nsz);
     setMin(v);
     schedule(_minList);
@@ -198,43 +192,56 @@ int NuvCPCIntVarI::updateMin(int v) {
     s->notifyUpdateBounds(_ac5Bounds.head, this);
     if (nsz == 1) {
       setMax(v);
+      if constexpr (W) bound.emit(v);
       if (bindWatchers(v) == NuvCPFailure) return NuvCPFailure;
       postBinding(_min);
     }
-    return removedWatchers(old, v - 1, nullptr);
+    const int r = removedWatchers(old, v - 1, nullptr);
+    if constexpr (W)
+      if (r != NuvCPFailure) minChanged.emit();
+    return r;
   }
   int count = 0;
   for (int w = _min; w < v; ++w) {
     if (!_domain->member(w)) continue;
     ++count;
+    if constexpr (W) valuesRemoved.emit(w, w, _domain, 0);
     s->notifyRemoveValue(_ac5Value.head, this, w);
     if (removedWatchers(w, w, _domain) == NuvCPFailure) return NuvCPFailure;
   }
   s->notifyUpdateMin(_ac5Min.head, this, _min);
   s->notifyUpdateBounds(_ac5Bounds.head, this);
-  assertThat(count > 0, "nbvr>0", kSource, 646);
+  assertThat(count > 0, "nbvr>0", kSource, W ? 1199 : 646);
   const std::uint32_t nsz = _size - static_cast<std::uint32_t>(count);
-  assertThat(static_cast<int>(nsz) > 0, "nsz > 0", kSource, 648);
+  if constexpr (W) {
+    if (static_cast<int>(nsz) < 1) return NuvCPFailure;
+  } else {
+    assertThat(static_cast<int>(nsz) > 0, "nsz > 0", kSource, 648);
+  }
   setSize(nsz);
   setMin(_domain->nextValue(v));
   schedule(_minList);
   schedule(_boundsList);
   schedule(_domainList);
   if (nsz == 1) {
+    if constexpr (W) bound.emit(_max);
     if (bindWatchers(_max) == NuvCPFailure) return NuvCPFailure;
     postBinding(_min);
   }
+  if constexpr (W) minChanged.emit();
   return NuvCPSuspend;
 }
 
-int NuvCPCIntVarI::updateMax(int v) {
+template <bool W>
+int NuvCPCIntVarI::updateMaxImpl(int v) {
   if (v >= _max) return NuvCPSuspend;
   if (v < _min) return NuvCPFailure;
   NuvCPManagerI* s = getSolver();
   if (!_domain) {
     const int old = _max;
+    if constexpr (W) valuesRemoved.emit(v + 1, old, nullptr, 0);
     const std::uint32_t nsz = _size - static_cast<std::uint32_t>(old - v);
-    assertThat(static_cast<int>(nsz) > 0, "nsz > 0", kSource, 732);
+    assertThat(static_cast<int>(nsz) > 0, "nsz > 0", kSource, W ? 1226 : 732);
     setSize(nsz);
     setMax(v);
     schedule(_maxList);
@@ -245,22 +252,31 @@ int NuvCPCIntVarI::updateMax(int v) {
     s->notifyUpdateBounds(_ac5Bounds.head, this);
     if (nsz == 1) {
       setMin(v);
+      if constexpr (W) bound.emit(v);
       if (bindWatchers(_min) == NuvCPFailure) return NuvCPFailure;
       postBinding(_min);
     }
-    return removedWatchers(v + 1, old, nullptr);
+    const int r = removedWatchers(v + 1, old, nullptr);
+    if constexpr (W)
+      if (r != NuvCPFailure) maxChanged.emit();
+    return r;
   }
   int count = 0;
   for (int w = v + 1; w <= _max; ++w) {
     if (!_domain->member(w)) continue;
     ++count;
+    if constexpr (W) valuesRemoved.emit(w, w, _domain, 0);
     s->notifyRemoveValue(_ac5Value.head, this, w);
     if (removedWatchers(w, w, _domain) == NuvCPFailure) return NuvCPFailure;
   }
   s->notifyUpdateMax(_ac5Max.head, this, _max);
   s->notifyUpdateBounds(_ac5Bounds.head, this);
   const std::uint32_t nsz = _size - static_cast<std::uint32_t>(count);
-  assertThat(static_cast<int>(nsz) > 0, "nsz > 0", kSource, 710);
+  if constexpr (W) {
+    if (static_cast<int>(nsz) < 1) return NuvCPFailure;
+  } else {
+    assertThat(static_cast<int>(nsz) > 0, "nsz > 0", kSource, 710);
+  }
   setSize(nsz);
   setMax(_domain->prevValue(v));
   schedule(_maxList);
@@ -268,16 +284,20 @@ int NuvCPCIntVarI::updateMax(int v) {
   schedule(_domainList);
   if (nsz == 1) {
     setMin(_max);
+    if constexpr (W) bound.emit(_max);
     if (bindWatchers(_max) == NuvCPFailure) return NuvCPFailure;
     postBinding(_min);
   }
+  if constexpr (W) maxChanged.emit();
   return NuvCPSuspend;
 }
 
-int NuvCPCIntVarI::removeMin() {
+template <bool W>
+int NuvCPCIntVarI::removeMinImpl() {
   if (_size <= 1) return NuvCPFailure;
   NuvCPManagerI* s = getSolver();
   const int old = _min;
+  if constexpr (W) valuesRemoved.emit(old, old, _domain, 0);
   setSize(_size - 1);
   setMin(_domain ? _domain->nextValue(old + 1) : old + 1);
   schedule(_domainList);
@@ -288,16 +308,22 @@ int NuvCPCIntVarI::removeMin() {
   s->notifyUpdateBounds(_ac5Bounds.head, this);
   if (_size == 1) {
     setMax(_min);
+    if constexpr (W) bound.emit(_min);
     if (bindWatchers(_min) == NuvCPFailure) return NuvCPFailure;
     postBinding(_min);
   }
-  return removedWatchers(old, old, _domain);
+  const int r = removedWatchers(old, old, _domain);
+  if constexpr (W)
+    if (r != NuvCPFailure) minChanged.emit();
+  return r;
 }
 
-int NuvCPCIntVarI::removeMax() {
+template <bool W>
+int NuvCPCIntVarI::removeMaxImpl() {
   if (_size <= 1) return NuvCPFailure;
   NuvCPManagerI* s = getSolver();
   const int old = _max;
+  if constexpr (W) valuesRemoved.emit(old, old, _domain, 0);
   setSize(_size - 1);
   setMax(_domain ? _domain->prevValue(old - 1) : old - 1);
   // Not the mirror of removeMin's order; propagators rely on this one.
@@ -309,21 +335,27 @@ int NuvCPCIntVarI::removeMax() {
   s->notifyUpdateBounds(_ac5Bounds.head, this);
   if (_size == 1) {
     setMin(_max);
+    if constexpr (W) bound.emit(_min);
     if (bindWatchers(_min) == NuvCPFailure) return NuvCPFailure;
     postBinding(_min);
   }
-  return removedWatchers(old, old, _domain);
+  const int r = removedWatchers(old, old, _domain);
+  if constexpr (W)
+    if (r != NuvCPFailure) maxChanged.emit();
+  return r;
 }
 
-int NuvCPCIntVarI::removeValue(int v) {
+template <bool W>
+int NuvCPCIntVarI::removeValueImpl(int v) {
   if (v < _min || v > _max) return NuvCPSuspend;
-  if (v == _min) return removeMin();
-  if (v == _max) return removeMax();
+  if (v == _min) return removeMinImpl<W>();
+  if (v == _max) return removeMaxImpl<W>();
   ensureDomain();
   if (!_domain) return NuvCPFailure;  // no memory for the holes
   if (!_domain->member(v)) return NuvCPSuspend;
   assertThat(_size >= 3, "_sz >= 3", kSource, 805);
   if (_size == 1) return NuvCPFailure;
+  if constexpr (W) valuesRemoved.emit(v, v, _domain, 0);
   const int r = removedWatchers(v, v, _domain);
   _domain->setValue(v, false);
   setSize(_size - 1);
@@ -332,7 +364,8 @@ int NuvCPCIntVarI::removeValue(int v) {
   return r;
 }
 
-int NuvCPCIntVarI::bind(int v) {
+template <bool W>
+int NuvCPCIntVarI::bindImpl(int v) {
   if (v < _min || v > _max) return NuvCPFailure;
   if (_size == 1 && _min == v) return NuvCPSuccess;
   if (_domain && !_domain->member(v)) return NuvCPFailure;
@@ -349,6 +382,11 @@ int NuvCPCIntVarI::bind(int v) {
   schedule(_boundsList);
   schedule(_domainList);
   schedule(_bindList);
+  if constexpr (W) {
+    minChanged.emit();
+    maxChanged.emit();
+    bound.emit(v);
+  }
   NuvCPManagerI* s = getSolver();
   // Both ranges are posted even when empty; the bounds events carry the new
   // value, not the old bound.
@@ -363,6 +401,45 @@ int NuvCPCIntVarI::bind(int v) {
   s->notifyBindToValue(_ac5Bounds.head, this, v);
   s->notifyBindToValue(_ac5Bind.head, this, v);
   return r;
+}
+
+int NuvCPCIntVarI::updateMin(int v) { return updateMinImpl<false>(v); }
+int NuvCPCIntVarI::updateMax(int v) { return updateMaxImpl<false>(v); }
+int NuvCPCIntVarI::removeMin() { return removeMinImpl<false>(); }
+int NuvCPCIntVarI::removeMax() { return removeMaxImpl<false>(); }
+int NuvCPCIntVarI::removeValue(int v) { return removeValueImpl<false>(v); }
+int NuvCPCIntVarI::bind(int v) { return bindImpl<false>(v); }
+
+// ---- the watched form ----------------------------------------------------------------
+
+int NuvWatchedCPIntVarI::updateMin(int v) { return updateMinImpl<true>(v); }
+int NuvWatchedCPIntVarI::updateMax(int v) { return updateMaxImpl<true>(v); }
+int NuvWatchedCPIntVarI::removeMin() { return removeMinImpl<true>(); }
+int NuvWatchedCPIntVarI::removeMax() { return removeMaxImpl<true>(); }
+int NuvWatchedCPIntVarI::removeValue(int v) { return removeValueImpl<true>(v); }
+int NuvWatchedCPIntVarI::bind(int v) { return bindImpl<true>(v); }
+
+void NuvCPCIntVarI::becomeWatched() {
+  // The object is rebuilt in place as its watched class, so every pointer
+  // to it stays valid: copied aside, destroyed, rebuilt from the copy. The
+  // watched class adds no field, and the arena's finalizer (registered at
+  // creation, same address) destroys the rebuilt object.
+  static_assert(sizeof(NuvWatchedCPIntVarI) == sizeof(NuvCPCIntVarI));
+  alignas(NuvCPCIntVarI) unsigned char aside[sizeof(NuvCPCIntVarI)];
+  auto* copy = ::new (aside) NuvCPCIntVarI(std::move(*this));
+  this->~NuvCPCIntVarI();
+  ::new (this) NuvWatchedCPIntVarI(std::move(*copy));
+  copy->~NuvCPCIntVarI();
+}
+
+bool NuvCPCIntVarI::compareWithSnapshot(const NuvCPIntVarSnapshotI* snap) {
+  bool same = snap && snap->getMin() == _min && snap->getMax() == _max &&
+              snap->getSize() == _size;
+  for (int v = _min; same && v <= _max; ++v)
+    same = member(v) == (!snap->domain() || v < snap->domain()->getMin() ||
+                         v > snap->domain()->getMax() || snap->domain()->member(v));
+  if (!same) snapshotDiffers.emit(snap);
+  return same;
 }
 
 // ---- watchers --------------------------------------------------------------------------

@@ -70,8 +70,7 @@ class NuvCPIntVarSnapshotI : public NuvCPVarSnapshotI {
   const NuvCPDomainI* domain() const { return _domain; }
   // The value of a bound variable; PimExecutionError otherwise.
   int value() const;
-  // Imposes the snapshot's bounds and holes on `x`; answers the status and
-  // tells x's snapshot signals whether x had to change.
+  // Imposes the snapshot's bounds and holes on `x`; answers the status.
   int restoreOnto(NuvCPIntVarI* x) const;
 
   int getDataId() const override { return kDataId; }
@@ -83,10 +82,7 @@ class NuvCPIntVarSnapshotI : public NuvCPVarSnapshotI {
   void archive(PimArchiver& ar) const override;
   void unarchive(PimArchiver& ar) override;
 
- protected:
-  // Narrows x to the snapshot; restoreOnto() adds the signals.
-  virtual int impose(NuvCPIntVarI* x) const;
-
+ private:
   std::int32_t _id;
   std::int32_t _min;
   std::int32_t _max;
@@ -130,8 +126,8 @@ class NuvCPCIntVarI : public NuvCPIntVarI {
   int removeMax() override;
   int removeValue(int v) override;
   int bind(int v) override;
-  // The watched form comes with the Boolean variables; nothing to do yet.
-  void becomeWatched() override {}
+  // Rebuilds the variable in place as a NuvWatchedCPIntVarI.
+  void becomeWatched() override;
   bool isView() const override { return false; }
 
   void addMin(NuvCPDaemonI* p) override { push(_minList, p); }
@@ -187,14 +183,41 @@ class NuvCPCIntVarI : public NuvCPIntVarI {
   // holds, when given) that the variable differs from them.
   int removedWatchers(int a, int b, const NuvCPDomainI* dom);
 
-  // The change signals; only the watched form emits the narrowing ones.
-  NuvCPChangeSignals signals;
-  NuvCPChangeSignals* changeSignals() override { return &signals; }
+  // The change signals, in order of declaration. The watched form emits
+  // 1-4 from its narrowings; scripts' handlers connect to them.
+  //  1 values removed: first, last, the domain (null for an interval), 0
+  sigc::signal<void(int, int, NuvCPDomainI*, int)> valuesRemoved;
+  //  2 bound: the value
+  sigc::signal<void(int)> bound;
+  //  3 minimum changed, 4 maximum changed: emitted last, after the change
+  sigc::signal<void()> minChanged;
+  sigc::signal<void()> maxChanged;
+  //  5 a snapshot was imposed on the variable (restoreOnto), with it
+  sigc::signal<void(const NuvCPIntVarSnapshotI*)> snapshotRestored;
+  //  6 compareWithSnapshot found the variable different from the snapshot
+  sigc::signal<void(const NuvCPIntVarSnapshotI*)> snapshotDiffers;
+  // Whether the variable is exactly as the snapshot says (bounds, size,
+  // values); emits signal 6 when it is not.
+  bool compareWithSnapshot(const NuvCPIntVarSnapshotI* snap);
 
   // The list heads, for the engine's tests and the watched form.
   const NuvCPListHead& minList() const { return _minList; }
   const NuvCPListHead& domainList() const { return _domainList; }
   const NuvCPListHead& ac5ValueList() const { return _ac5Value; }
+
+ protected:
+  template <bool W>
+  int updateMinImpl(int v);
+  template <bool W>
+  int updateMaxImpl(int v);
+  template <bool W>
+  int removeMinImpl();
+  template <bool W>
+  int removeMaxImpl();
+  template <bool W>
+  int removeValueImpl(int v);
+  template <bool W>
+  int bindImpl(int v);
 
  private:
   NuvTrailI* trail() const { return getSolver()->trail(); }
@@ -246,4 +269,23 @@ class NuvCPCIntVarI : public NuvCPIntVarI {
   PimStamp _bitsFromStamp;
   std::int32_t _bitsTo;
   PimStamp _bitsToStamp;
+};
+
+// The watched form of the integer variable: the same object, rebuilt in
+// place by becomeWatched(), whose six narrowings also emit the signals:
+// values removed before the removal is posted (one per value with a domain,
+// one range without), bound once the lists are scheduled and before the
+// watchers run, then minimum (or maximum) changed last on success; bind
+// emits minimum changed, maximum changed and bound before its events.
+class NuvWatchedCPIntVarI final : public NuvCPCIntVarI {
+ public:
+  explicit NuvWatchedCPIntVarI(NuvCPCIntVarI&& plain) : NuvCPCIntVarI(std::move(plain)) {}
+  ~NuvWatchedCPIntVarI() override = default;
+  void becomeWatched() override {}
+  int updateMin(int v) override;
+  int updateMax(int v) override;
+  int removeMin() override;
+  int removeMax() override;
+  int removeValue(int v) override;
+  int bind(int v) override;
 };

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <ostream>
 
+#include "fd/NuvCPManager.h"
+#include "fd/NuvCPManagerI.h"
 #include "host/PimArchiver.h"
 #include "host/PimError.h"
 
@@ -201,3 +203,82 @@ void NuvCPDomainI::print(std::ostream& os) const {
   }
   os << '}';
 }
+
+// ---- language object ------------------------------------------------------------
+
+void NuvCPDomain::print(std::ostream& os) const {
+  if (_domain)
+    os << "dom(" << _domain->getMin() << " .. " << _domain->getMax() << ")";
+  else
+    os << "dom()";
+}
+
+void NuvCPDomain::init(RavRuntime& rt, int nargs) {
+  if (nargs != 2) NuvNativeObject::init(rt, nargs);
+  const PimSource where("Domain constructor", 0);
+  if (rt.argIsNull(0)) throw PimNullPointerError(where, "solver is null");
+  if (rt.argIsNull(1)) throw PimNullPointerError(where, "range is null");
+  NuvCPArgs a(rt, "Domain", {"CP$Store", "range"});
+  NuvCPManager* owner = nuvCPArgStore(a, 0);
+  RavIntSet r = rt.argIntSet(1);
+  if (r.empty() || r.min() < INT32_MIN || r.max() > INT32_MAX)
+    throw PimExecutionError(rt.source(), "Domain: the range must be a non-empty 32-bit range");
+  NuvCPManagerI* s = owner->store();
+  _domain = pimCreate<NuvCPDomainI>(s->allocator(), s->allocator(), s->trail(),
+                                    static_cast<int>(r.min()), static_cast<int>(r.max()));
+  if (!_domain || !_domain->bits())
+    throw PimExecutionError(rt.source(), "out of memory creating a CP$Domain");
+}
+
+namespace {
+
+NuvCPDomainI* dom(RavRuntime& rt, NuvNativeObject* o) {
+  NuvCPDomainI* d = static_cast<NuvCPDomain*>(o)->domain();
+  if (!d) throw PimExecutionError(rt.source(), "the domain was never initialised");
+  return d;
+}
+
+int valueIn(RavRuntime& rt, NuvCPDomainI* d, int n) {
+  const int v = rt.argInt(n);
+  if (v < d->getMin() || v > d->getMax())
+    throw PimExecutionError(rt.source(), "Domain: value " + std::to_string(v) + " outside " +
+                                             std::to_string(d->getMin()) + ".." +
+                                             std::to_string(d->getMax()));
+  return v;
+}
+
+RavValue mSetValue(RavRuntime& rt, NuvNativeObject* o, int) {
+  NuvCPDomainI* d = dom(rt, o);
+  d->setValue(valueIn(rt, d, 0), rt.argBool(1));
+  return RavValue();
+}
+RavValue mNextValue(RavRuntime& rt, NuvNativeObject* o, int) {
+  NuvCPDomainI* d = dom(rt, o);
+  const int v = valueIn(rt, d, 0);
+  if (d->countBetween(v, d->getMax()) == 0)
+    throw PimExecutionError(rt.source(), "Domain: no value from " + std::to_string(v) + " up");
+  return RavValue(d->nextValue(v));
+}
+RavValue mPrevValue(RavRuntime& rt, NuvNativeObject* o, int) {
+  NuvCPDomainI* d = dom(rt, o);
+  const int v = valueIn(rt, d, 0);
+  if (d->countBetween(d->getMin(), v) == 0)
+    throw PimExecutionError(rt.source(), "Domain: no value from " + std::to_string(v) + " down");
+  return RavValue(d->prevValue(v));
+}
+RavValue mMember(RavRuntime& rt, NuvNativeObject* o, int) {
+  NuvCPDomainI* d = dom(rt, o);
+  return RavValue(d->member(valueIn(rt, d, 0)));
+}
+
+const RavMethod kMethods[] = {
+    {"setValue", mSetValue, 2, 2},
+    {"nextValue", mNextValue, 1, 1},
+    {"prevValue", mPrevValue, 1, 1},
+    {"member", mMember, 1, 1},
+};
+const RavMethodTable kTable{kMethods, sizeof(kMethods) / sizeof(kMethods[0])};
+
+}  // namespace
+
+const RavMethodTable* NuvCPDomain::methodTable() { return &kTable; }

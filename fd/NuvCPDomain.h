@@ -79,3 +79,29 @@ class NuvCPDomainI : public PimDataI {
   std::uint32_t* _stamps = nullptr;
   int _words;
 };
+
+// "CP$Domain": the language object of a domain made directly by a script,
+// over the store's allocator and trail.
+#include "fd/NuvCPNative.h"
+
+class NuvCPDomain : public NuvNativeObject {
+ public:
+  using NuvNativeObject::NuvNativeObject;
+  std::size_t classSize() const override { return sizeof(NuvCPDomain); }
+  void mark(PimMarker& m) override { m.mark(_domain); }
+  // "dom(" min " .. " max ")".
+  void print(std::ostream& os) const override;
+  // CP$Domain(store, range).
+  void init(RavRuntime& rt, int nargs) override;
+  NuvCPDomainI* domain() const { return _domain; }
+  static const RavMethodTable* methodTable();
+
+  class Factory : public NuvCPFactory<NuvCPDomain> {
+   public:
+    using NuvCPFactory::NuvCPFactory;
+    std::size_t classSize() const override { return sizeof(Factory); }
+  };
+
+ private:
+  NuvCPDomainI* _domain = nullptr;
+};

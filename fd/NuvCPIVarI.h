@@ -13,8 +13,6 @@
 
 #include <cstdint>
 
-#include <sigc++/sigc++.h>
-
 #include "host/PimCell.h"
 
 class NuvCPManagerI;
@@ -34,25 +32,6 @@ struct NuvCPDomainIterator {
   std::uint32_t current = 0;   // current word, already masked
   std::uint32_t lastMask = 0;  // bits of the last word up to the last value
   bool valid = false;
-};
-
-// The change signals of a variable, for event handlers of scripts. Only the
-// watched forms of the variables emit the first four (a plain variable pays
-// nothing for them); the last two are emitted when a snapshot is restored
-// onto the variable (NuvCPIntVarSnapshotI::restoreOnto).
-struct NuvCPChangeSignals {
-  // Values [first, last] are gone. The domain the values were read from, or
-  // null when the variable was an interval; the last word is always 0.
-  sigc::signal<void(int, int, NuvCPDomainI*, int)> valuesRemoved;
-  // The variable is now bound to the value.
-  sigc::signal<void(int)> bound;
-  sigc::signal<void()> minChanged;
-  sigc::signal<void()> maxChanged;
-  // A restored snapshot found the variable already equal to it.
-  sigc::signal<void(const NuvCPIntVarSnapshotI&)> snapshotMatched;
-  // A restored snapshot narrowed the variable; the status of the restore
-  // (0 when the variable could not take the snapshot's values).
-  sigc::signal<void(const NuvCPIntVarSnapshotI&, int)> snapshotDiffered;
 };
 
 class NuvCPIntVarI : public PimDataI {
@@ -148,9 +127,6 @@ class NuvCPIntVarI : public PimDataI {
   // bound changes and binds leave alone), so that a propagator is not told
   // twice of the same removal. The base answers "not a member any more".
   virtual bool isRemoved(int v) const { return !member(v); }
-
-  // 64. The variable's change signals; null for a kind that has none.
-  virtual NuvCPChangeSignals* changeSignals() { return nullptr; }
 
  private:
   NuvCPManagerI* _solver;

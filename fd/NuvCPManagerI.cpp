@@ -6,6 +6,7 @@
 #include "fd/NuvCPIVarI.h"
 #include "fd/NuvCPSearchControllerI.h"
 #include "fd/NuvCPSetVarI.h"
+#include "fd/NuvCPSolutionI.h"
 #include "host/Rav.h"
 
 namespace {
@@ -24,7 +25,7 @@ NuvCPManagerI::NuvCPManagerI(PimAllocator* allocator, NuvTrailI* trail, std::siz
       _auxQueue(allocator, 64),
       _intVars(allocator),
       _floatVars(allocator),
-      _boolVars(allocator),
+      _bitVars(allocator),
       _setVars(allocator),
       _objects(allocator) {}
 
@@ -38,7 +39,7 @@ void NuvCPManagerI::mark(PimMarker& m) {
   m.mark(_floatObjective);
   _intVars.forEach([&](NuvCPIntVarI* x) { m.mark(x); });
   _floatVars.forEach([&](PimDataI* x) { m.mark(x); });
-  _boolVars.forEach([&](NuvCPIntVarI* x) { m.mark(x); });
+  _bitVars.forEach([&](PimDataI* x) { m.mark(x); });
   _setVars.forEach([&](NuvCPSetVarI* x) { m.mark(x); });
   _objects.forEach([&](PimDataI* x) { m.mark(x); });
   for (int i = 0; i < _recentCount; ++i) m.mark(_recent[i]);
@@ -57,13 +58,15 @@ void NuvCPManagerI::print(std::ostream& os) const {
   os << "CPStore" << std::endl;
   os << "\t#vars  : " << _intVars.count() << std::endl;
   os << "\t#fvars : " << _floatVars.count() << std::endl;
-  os << "\t#bvars : " << _boolVars.count() << std::endl;
+  os << "\t#bvars : " << _bitVars.count() << std::endl;
   os << "\t#propag: " << _propagCount << std::endl;
   os << "\ttrail  : " << trail()->peakSize() << std::endl;
 }
 
 // The solutions family builds the snapshot; until then there is none.
-PimSolutionI* NuvCPManagerI::makeSolution() { return nullptr; }
+PimSolutionI* NuvCPManagerI::makeSolution() {
+  return pimCreate<NuvCPSolutionI>(allocator(), allocator(), this);
+}
 
 void NuvCPManagerI::close() {
   _closed = 1;

@@ -186,17 +186,18 @@ class NuvCPManagerI : public PimStoreI {
   // ---- variable tables ------------------------------------------------------------
   int registerIntVar(NuvCPIntVarI* x) { return _intVars.add(trail(), x); }
   int registerFloatVar(PimDataI* x) { return _floatVars.add(trail(), x); }
-  int registerBoolVar(NuvCPIntVarI* x) { return _boolVars.add(trail(), x); }
+  // Bit-vector variables have a table of their own ("#bvars").
+  int registerBitVar(PimDataI* x) { return _bitVars.add(trail(), x); }
   int registerSetVar(NuvCPSetVarI* x) { return _setVars.add(trail(), x); }
   int registerObject(PimDataI* x) { return _objects.add(trail(), x); }
   NuvCPIntVarI* getIntVar(int id) const { return _intVars.at(id); }
   PimDataI* getFloatVar(int id) const { return _floatVars.at(id); }
-  NuvCPIntVarI* getBoolVar(int id) const { return _boolVars.at(id); }
+  PimDataI* getBitVar(int id) const { return _bitVars.at(id); }
   NuvCPSetVarI* getSetVar(int id) const { return _setVars.at(id); }
   PimDataI* getObject(int id) const { return _objects.at(id); }
   int intVarCount() const { return _intVars.count(); }
   int floatVarCount() const { return _floatVars.count(); }
-  int boolVarCount() const { return _boolVars.count(); }
+  int bitVarCount() const { return _bitVars.count(); }
   int setVarCount() const { return _setVars.count(); }
   int objectCount() const { return _objects.count(); }
   // The language-level objects that stand for variables, passed to
@@ -271,7 +272,7 @@ class NuvCPManagerI : public PimStoreI {
   std::uint32_t _propagCount = 0;
   NuvCPRegistry<NuvCPIntVarI*> _intVars;
   NuvCPRegistry<PimDataI*> _floatVars;
-  NuvCPRegistry<NuvCPIntVarI*> _boolVars;
+  NuvCPRegistry<PimDataI*> _bitVars;
   NuvCPRegistry<NuvCPSetVarI*> _setVars;
   NuvCPRegistry<PimDataI*> _objects;
   NuvCPCstrI* _intObjective = nullptr;

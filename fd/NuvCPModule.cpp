@@ -2,8 +2,25 @@
 
 #include <iostream>
 #include <string>
+#include <typeinfo>
 
+#include "fd/NuvCPDomain.h"
+#include "fd/NuvCPIntVar.h"
+#include "fd/NuvCPManager.h"
+#include "fd/NuvCPBitVar.h"
+#include "fd/NuvCPConstraintI.h"
+#include "fd/NuvCPArith.h"
+#include "fd/NuvCPArithI.h"
+#include "fd/NuvCPElement.h"
+#include "fd/NuvCPElementI.h"
+#include "fd/NuvCPLinEquation.h"
+#include "fd/NuvCPLinEquationI.h"
 #include "fd/NuvCPNative.h"
+#include "fd/NuvCPObjective.h"
+#include "fd/NuvCPObjectiveI.h"
+#include "fd/NuvCPRelation.h"
+#include "fd/NuvCPSolutionI.h"
+#include "fd/NuvCPRelationI.h"
 #include "host/Rav.h"
 
 namespace {
@@ -21,61 +38,66 @@ NuvInstanceFactory* unavailable(PimAllocator* a, const char* name) {
   return pimCreate<NuvCPUnavailable::Factory>(a, a, name);
 }
 
+template <class T>
+NuvInstanceFactory* factory(PimAllocator* a, const char* name) {
+  return pimCreate<typename T::Factory>(a, a, name);
+}
+
 // The native classes in registration order. The modeling language finds them
 // by these exact strings ("CPPEA" has no "$"; "CP$circuit" and "CP$pairLink"
 // start in lower case).
 const ClassRow kClasses[] = {
-    {"CP$Store", unavailable},
-    {"CP$VarInt", unavailable},
-    {"CP$VarBool", unavailable},
+    {"CP$Store", factory<NuvCPManager>},
+    {"CP$VarInt", factory<NuvCPIntVar>},
+    {"CP$VarBool", factory<NuvCPBoolVar>},
     {"CP$VarFloat", unavailable},
-    {"CP$CExpr", unavailable},
-    {"CP$Equal", unavailable},
-    {"CP$TernaryEqual", unavailable},
-    {"CP$LEqual", unavailable},
-    {"CP$SLEqual", unavailable},
-    {"CP$NEqual", unavailable},
-    {"CP$Equalc", unavailable},
-    {"CP$NEqualc", unavailable},
-    {"CP$LEqualc", unavailable},
-    {"CP$GEqualc", unavailable},
-    {"CP$ReifyEqualc", unavailable},
-    {"CP$ReifyNEqualc", unavailable},
-    {"CP$ReifyLEqualc", unavailable},
-    {"CP$ReifyGEqualc", unavailable},
-    {"CP$ReifyEqual", unavailable},
-    {"CP$ReifyNEqual", unavailable},
-    {"CP$ReifyLEqual", unavailable},
-    {"CP$ReifyGEqual", unavailable},
-    {"CP$LogicOr", unavailable},
-    {"CP$LogicAnd", unavailable},
-    {"CP$LogicImply", unavailable},
+    {"CP$CExpr", nuvCPArithFactory},
+    {"CP$Equal", nuvCPRelationFactory},
+    {"CP$TernaryEqual", nuvCPArithFactory},
+    {"CP$LEqual", nuvCPRelationFactory},
+    {"CP$SLEqual", nuvCPRelationFactory},
+    {"CP$NEqual", nuvCPRelationFactory},
+    {"CP$Equalc", nuvCPRelationFactory},
+    {"CP$NEqualc", nuvCPRelationFactory},
+    {"CP$LEqualc", nuvCPRelationFactory},
+    {"CP$GEqualc", nuvCPRelationFactory},
+    {"CP$ReifyEqualc", nuvCPRelationFactory},
+    {"CP$ReifyNEqualc", nuvCPRelationFactory},
+    {"CP$ReifyLEqualc", nuvCPRelationFactory},
+    {"CP$ReifyGEqualc", nuvCPRelationFactory},
+    {"CP$ReifyEqual", nuvCPRelationFactory},
+    {"CP$ReifyNEqual", nuvCPRelationFactory},
+    {"CP$ReifyLEqual", nuvCPRelationFactory},
+    {"CP$ReifyGEqual", nuvCPRelationFactory},
+    {"CP$LogicOr", nuvCPRelationFactory},
+    {"CP$LogicAnd", nuvCPRelationFactory},
+    {"CP$LogicImply", nuvCPRelationFactory},
     {"CP$Cardinality", unavailable},
     {"CP$SoftCardinality", unavailable},
     {"CP$SoftAtLeast", unavailable},
     {"CP$SoftAtMost", unavailable},
     {"CP$SetCardinality", unavailable},
     {"CP$Stretch", unavailable},
-    {"CP$Element", unavailable},
-    {"CP$ElementVar", unavailable},
-    {"CP$ElementVarSorted", unavailable},
+    {"CP$Element", nuvCPElementFactory},
+    {"CP$ElementVar", nuvCPElementFactory},
+    {"CP$ElementVarSorted", nuvCPElementFactory},
     {"CP$AllDiff", unavailable},
     {"CP$AtLeastNValue", unavailable},
-    {"CP$SumBoolEqual", unavailable},
-    {"CP$SumBoolEqualCst", unavailable},
-    {"CP$LinearEquation", unavailable},
+    {"CP$SumBoolEqual", nuvCPLinearFactory},
+    {"CP$SumBoolEqualCst", nuvCPLinearFactory},
+    {"CP$LinearEquation", nuvCPLinearFactory},
     {"CP$FLinearEquation", unavailable},
-    {"CP$LinearPNEquation", unavailable},
-    {"CP$LinearPNEquationC", unavailable},
-    {"CP$LinearGEQ", unavailable},
-    {"CP$EqualAC", unavailable},
+    {"CP$LinearPNEquation", nuvCPLinearFactory},
+    {"CP$LinearPNEquationC", nuvCPLinearFactory},
+    {"CP$LinearGEQ", nuvCPLinearFactory},
+    {"CP$EqualAC", nuvCPRelationFactory},
     {"CP$Pair", unavailable},
     {"CP$LexLeq", unavailable},
-    {"CP$Minimize", unavailable},
-    {"CP$Domain", unavailable},
+    {"CP$Minimize", nuvCPObjectiveFactory},
+    {"CP$Domain", factory<NuvCPDomain>},
     {"CP$Adapter", unavailable},
-    {"CP$Mult", unavailable},
-    {"CP$Square", unavailable},
+    {"CP$Mult", nuvCPArithFactory},
+    {"CP$Square", nuvCPArithFactory},
     {"CP$circuit", unavailable},
     {"CP$NoCycle", unavailable},
     {"CP$Inverse", unavailable},
@@ -136,7 +158,7 @@ const ClassRow kClasses[] = {
     {"CP$DiscreteEdgeFinder", unavailable},
     {"CPPEA", unavailable},
     {"CP$PrecedenceGraphClosure", unavailable},
-    {"CP$BitVar", unavailable},
+    {"CP$BitVar", factory<NuvCPBitVar>},
     {"CP$VarSetInt", unavailable},
     {"CP$SetGlobalCardinality", unavailable},
     {"CP$SetDisjoint", unavailable},
@@ -158,7 +180,7 @@ const ClassRow kClasses[] = {
     {"CP$Automaton", unavailable},
     {"CP$Regular", unavailable},
     {"CP$CostRegular", unavailable},
-    {"CP$TrailIntList", unavailable},
+    {"CP$TrailIntList", factory<NuvCPTrailIntList>},
 };
 static_assert(sizeof(kClasses) / sizeof(kClasses[0]) == 134);
 
@@ -172,4 +194,61 @@ void nuvfdModuleRegistry(RavProgram* program, PimPropertyDict*) {
   // A factory whose allocation fails is registered as null; creating an
   // object of that class then reports the out-of-memory condition.
   for (const ClassRow& row : kClasses) registerClass(row.name, row.make(a, row.name), program);
+  nuvCPRegisterArchiveClasses(program->archiveRegistry());
+}
+
+// Propagator type -> native class, for handles. Each family adds its rows as
+// its native classes are built; a type without a row gets "CP$Adapter".
+const char* nuvCPNativeClassOf(const NuvCPDaemonI* c) {
+  struct Row {
+    const std::type_info* type;
+    const char* name;
+  };
+  static const Row kRows[] = {
+      {&typeid(NuvCPEqualBCI), "CP$Equal"},
+      {&typeid(NuvCPEqualACI), "CP$EqualAC"},
+      {&typeid(NuvCPLEqualI), "CP$LEqual"},
+      {&typeid(NuvCPSLEqualI), "CP$SLEqual"},
+      {&typeid(NuvCPNEqualI), "CP$NEqual"},
+      {&typeid(NuvCPEqualcI), "CP$Equalc"},
+      {&typeid(NuvCPNEqualcI), "CP$NEqualc"},
+      {&typeid(NuvCPLEqualcI), "CP$LEqualc"},
+      {&typeid(NuvCPGEqualcI), "CP$GEqualc"},
+      {&typeid(NuvCPReifyEqualcI), "CP$ReifyEqualc"},
+      {&typeid(NuvCPReifyNEqualcI), "CP$ReifyNEqualc"},
+      {&typeid(NuvCPReifyLEqualcI), "CP$ReifyLEqualc"},
+      {&typeid(NuvCPReifyGEqualcI), "CP$ReifyGEqualc"},
+      {&typeid(NuvCPReifyEqualBCI), "CP$ReifyEqual"},
+      {&typeid(NuvCPReifyEqualACI), "CP$ReifyEqual"},
+      {&typeid(NuvCPReifyNEqualI), "CP$ReifyNEqual"},
+      {&typeid(NuvCPReifyLEqualI), "CP$ReifyLEqual"},
+      {&typeid(NuvCPLogicAndI), "CP$LogicAnd"},
+      {&typeid(NuvCPLogicOrI), "CP$LogicOr"},
+      {&typeid(NuvCPLogicImplyI), "CP$LogicImply"},
+      {&typeid(NuvCPLinearEquationI), "CP$LinearEquation"},
+      {&typeid(NuvCPLinearNotEqualI), "CP$LinearEquation"},
+      {&typeid(NuvCPLinearEquationReifI), "CP$LinearEquation"},
+      {&typeid(NuvCPLinearGEQI), "CP$LinearGEQ"},
+      {&typeid(NuvCPLinearGEQReifI), "CP$LinearGEQ"},
+      {&typeid(NuvCPLinearPNEquationI), "CP$LinearPNEquation"},
+      {&typeid(NuvCPLinearPNEquationCI), "CP$LinearPNEquationC"},
+      {&typeid(NuvCPSumBoolEqualCstI), "CP$SumBoolEqualCst"},
+      {&typeid(NuvCPSumBoolEqualI), "CP$SumBoolEqual"},
+      {&typeid(NuvCPMinimizeI), "CP$Minimize"},
+      {&typeid(NuvCPMaximizeI), "CP$Minimize"},
+      {&typeid(NuvCPMultI), "CP$Mult"},
+      {&typeid(NuvCPAbsI), "CP$CExpr"},
+      {&typeid(NuvCPBinaryFunctionI), "CP$CExpr"},
+      {&typeid(NuvCPArrayMinMaxI), "CP$CExpr"},
+      {&typeid(NuvCPElementBCI), "CP$Element"},
+      {&typeid(NuvCPElementACI), "CP$Element"},
+      {&typeid(NuvCPElementVarBCI), "CP$ElementVar"},
+      {&typeid(NuvCPElementVarACI), "CP$ElementVar"},
+      {&typeid(NuvCPElementVarSortedI), "CP$ElementVarSorted"},
+  };
+  if (!c) return nullptr;
+  const std::type_info& t = typeid(*c);
+  for (const Row& r : kRows)
+    if (r.type && *r.type == t) return r.name;
+  return nullptr;
 }

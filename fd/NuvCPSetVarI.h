@@ -19,6 +19,10 @@ class NuvCPSetVarI : public PimDataI {
   virtual int outside(int element) = 0;
   virtual int require(int element) = 0;
   virtual int exclude(int element) = 0;
+  // The snapshot a solution keeps (null: the variable has none) and its
+  // restore, which answers a status.
+  virtual PimDataI* makeSnapshot(PimAllocator*) { return nullptr; }
+  virtual int restoreSnapshot(const PimDataI*) { return 2; }
 
  private:
   NuvCPManagerI* _solver;

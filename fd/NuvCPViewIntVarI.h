@@ -1,65 +1,35 @@
-// The offset view y + c and its snapshot.
-//
-// A view has no domain, lists or stamps of its own: every question and every
-// narrowing goes to the viewed variable y with values translated by c, and
-// AC5 subscriptions become y's view subscriptions, whose events name the view
-// and carry values in the view's terms. Views never nest: a view of a view is
-// built directly on the innermost variable with the offsets added.
+// The offset view: presents y + c for an integer variable y, with no domain,
+// lists or stamps of its own. Views never nest: a view of a view is a view
+// of the underlying variable with the offsets added. Offsets are meant to be
+// small: |c| stays below 2^30, so that y + c never leaves the int range.
 #pragma once
 
 #include <cstdint>
 #include <iosfwd>
 
+#include <sigc++/sigc++.h>
+
 #include "fd/NuvCPCIntVarI.h"
 #include "fd/NuvCPIVarI.h"
 
-// A view in a solution: its bounds and size in the view's terms, and the
-// viewed variable's own snapshot, which carries the holes (in y's terms).
 class NuvCPViewIntVarSnapshotI : public NuvCPIntVarSnapshotI {
  public:
-  static constexpr int kDataId = 0x4E56;  // archive tag
-
-  NuvCPViewIntVarSnapshotI(PimAllocator* allocator, int id, int min, int max, unsigned size,
-                           NuvCPIntVarSnapshotI* viewed, int offset)
-      : NuvCPIntVarSnapshotI(allocator, id, min, max, size, nullptr), _viewed(viewed), _offset(offset) {}
-  // An empty snapshot for unarchiving.
-  explicit NuvCPViewIntVarSnapshotI(PimAllocator* allocator)
-      : NuvCPViewIntVarSnapshotI(allocator, -1, 0, 0, 0, nullptr, 0) {}
-
-  const NuvCPIntVarSnapshotI* viewed() const { return _viewed; }
-  int offset() const { return _offset; }
-  int getDataId() const override { return kDataId; }
+  using NuvCPIntVarSnapshotI::NuvCPIntVarSnapshotI;
   std::size_t classSize() const override { return sizeof(NuvCPViewIntVarSnapshotI); }
-  void mark(PimMarker& m) override { m.mark(_viewed); }
-  // "NuvCPViewIntVarSnapshotI(" id ":" min "," max "," size ")".
+  // "NuvCPViewIntVarSnapshotI(" id ":" min "," max "," size ")"
   void print(std::ostream& os) const override;
-  // min, max, size, offset, then the viewed snapshot as an object (reading
-  // it back needs an archive registry that knows its class).
-  void archive(PimArchiver& ar) const override;
-  void unarchive(PimArchiver& ar) override;
-
- protected:
-  // The bounds, then every hole of the viewed snapshot shifted by the offset.
-  int impose(NuvCPIntVarI* x) const override;
-
- private:
-  NuvCPIntVarSnapshotI* _viewed;
-  std::int32_t _offset;
 };
 
 class NuvCPViewIntVarI : public NuvCPIntVarI {
  public:
-  // The view y + c; on the innermost variable when y is itself a view.
   NuvCPViewIntVarI(PimAllocator* allocator, NuvCPManagerI* solver, NuvCPIntVarI* y, int c);
-  ~NuvCPViewIntVarI() override = default;
-
-  int getOffset() const { return _c; }
   std::size_t classSize() const override { return sizeof(NuvCPViewIntVarI); }
   void mark(PimMarker& m) override;
-  // As a concrete variable prints: the value, "(size)[min..max]" or the runs
-  // of "(DOM:size)[...]", in the view's terms.
   void print(std::ostream& os) const override;
 
+  int offset() const { return _c; }
+
+  // The snapshot holds the view's bounds and size (its holes are y's).
   NuvCPIntVarSnapshotI* makeSnapshot(PimAllocator* allocator) override;
   bool isBound() const override { return _y->isBound(); }
   int getMin() const override { return _y->getMin() + _c; }
@@ -69,22 +39,17 @@ class NuvCPViewIntVarI : public NuvCPIntVarI {
   int getSize() const override { return _y->getSize(); }
   int prevValue(int v) const override { return _y->prevValue(v - _c) + _c; }
   int nextValue(int v) const override { return _y->nextValue(v - _c) + _c; }
-  bool memberOfDomain(int v) const override { return _y->memberOfDomain(v - _c); }
-  bool member(int v) const override { return _y->member(v - _c); }
-  bool memberOfDomainAgain(int v) const override { return _y->memberOfDomainAgain(v - _c); }
+  bool memberOfDomain(int v) const override { return _y->memberOfDomain(sub(v)); }
+  bool member(int v) const override { return _y->member(sub(v)); }
   void ensureDomain() override { _y->ensureDomain(); }
-  // y's domain, in y's terms.
-  NuvCPDomainI* copyDomain() override { return _y->copyDomain(); }
   bool hasDomain() const override { return _y->hasDomain(); }
-  int updateMin(int v) override { return _y->updateMin(v - _c); }
-  int updateMax(int v) override { return _y->updateMax(v - _c); }
+  int updateMin(int v) override { return _y->updateMin(sub(v)); }
+  int updateMax(int v) override { return _y->updateMax(sub(v)); }
   int removeMin() override { return _y->removeMin(); }
   int removeMax() override { return _y->removeMax(); }
-  int removeValue(int v) override { return _y->removeValue(v - _c); }
-  int bind(int v) override { return _y->bind(v - _c); }
-  // A view changes only through y: it is y that becomes watched, and
-  // handlers listen to y's signals.
-  void becomeWatched() override { _y->becomeWatched(); }
+  int removeValue(int v) override { return _y->removeValue(sub(v)); }
+  int bind(int v) override { return _y->bind(sub(v)); }
+  void becomeWatched() override {}
   bool isView() const override { return true; }
   NuvCPIntVarI* getViewedVar() const override { return _y; }
 
@@ -93,8 +58,7 @@ class NuvCPViewIntVarI : public NuvCPIntVarI {
   void addBounds(NuvCPDaemonI* p) override { _y->addBounds(p); }
   void addBind(NuvCPDaemonI* p) override { _y->addBind(p); }
   void addDomain(NuvCPDaemonI* p) override { _y->addDomain(p); }
-  // Plain and indexed subscriptions name this view with offset c; view
-  // subscriptions keep the view they name and add c to its offset.
+  // Events on y reach the propagator in the view's terms through view nodes.
   void addAC5Value(NuvCPDaemonI* p) override { _y->addAC5ValueView(p, this, _c); }
   void addAC5Min(NuvCPDaemonI* p) override { _y->addAC5MinView(p, this, _c); }
   void addAC5Max(NuvCPDaemonI* p) override { _y->addAC5MaxView(p, this, _c); }
@@ -108,18 +72,12 @@ class NuvCPViewIntVarI : public NuvCPIntVarI {
   void addAC5ValueView(NuvCPDaemonI* p, NuvCPIntVarI* v, int o) override {
     _y->addAC5ValueView(p, v, _c + o);
   }
-  void addAC5MinView(NuvCPDaemonI* p, NuvCPIntVarI* v, int o) override {
-    _y->addAC5MinView(p, v, _c + o);
-  }
-  void addAC5MaxView(NuvCPDaemonI* p, NuvCPIntVarI* v, int o) override {
-    _y->addAC5MaxView(p, v, _c + o);
-  }
+  void addAC5MinView(NuvCPDaemonI* p, NuvCPIntVarI* v, int o) override { _y->addAC5MinView(p, v, _c + o); }
+  void addAC5MaxView(NuvCPDaemonI* p, NuvCPIntVarI* v, int o) override { _y->addAC5MaxView(p, v, _c + o); }
   void addAC5BoundsView(NuvCPDaemonI* p, NuvCPIntVarI* v, int o) override {
     _y->addAC5BoundsView(p, v, _c + o);
   }
-  void addAC5BindView(NuvCPDaemonI* p, NuvCPIntVarI* v, int o) override {
-    _y->addAC5BindView(p, v, _c + o);
-  }
+  void addAC5BindView(NuvCPDaemonI* p, NuvCPIntVarI* v, int o) override { _y->addAC5BindView(p, v, _c + o); }
   void addAC5ValueIdxView(NuvCPDaemonI* p, NuvCPIntVarI* v, int i, int o) override {
     _y->addAC5ValueIdxView(p, v, i, _c + o);
   }
@@ -137,29 +95,29 @@ class NuvCPViewIntVarI : public NuvCPIntVarI {
   }
 
   void check() override { _y->check(); }
-  NuvCPIntVarI* getEqualityWatcher(int v) const override { return _y->getEqualityWatcher(v - _c); }
+  NuvCPIntVarI* getEqualityWatcher(int v) const override { return _y->getEqualityWatcher(sub(v)); }
   NuvCPIntVarI* getDisequalityWatcher(int v) const override {
-    return _y->getDisequalityWatcher(v - _c);
+    return _y->getDisequalityWatcher(sub(v));
   }
-  void setEqualityWatcher(NuvCPIntVarI* b, int v) override { _y->setEqualityWatcher(b, v - _c); }
+  void setEqualityWatcher(NuvCPIntVarI* b, int v) override { _y->setEqualityWatcher(b, sub(v)); }
   void setDisequalityWatcher(NuvCPIntVarI* b, int v) override {
-    _y->setDisequalityWatcher(b, v - _c);
+    _y->setDisequalityWatcher(b, sub(v));
   }
-  NuvCPDomainI* getDomain() const override { return _y->getDomain(); }
-  // y's walk, with its base moved by c so that the values it yields are the
-  // view's.
-  void domainIterator(NuvCPDomainIterator& it) const override {
-    _y->domainIterator(it);
-    it.base += _c;
-  }
-  bool isRemoved(int v) const override { return _y->isRemoved(v - _c); }
+  bool isRemoved(int v) const override { return _y->isRemoved(sub(v)); }
 
-  // The view's own signals: only snapshot restores emit them (narrowings
-  // are y's, and so are their signals).
-  NuvCPChangeSignals* changeSignals() override { return &signals; }
-  NuvCPChangeSignals signals;
+  sigc::signal<void(int)> minChanged;
+  sigc::signal<void(int)> maxChanged;
+  sigc::signal<void()> boundsChanged;
+  sigc::signal<void(int)> valueRemoved;
+  sigc::signal<void(int)> bound;
+  sigc::signal<void()> domainChanged;
 
  private:
+  // v - c, clamped: beyond the int range it is beyond y's domain too.
+  int sub(int v) const {
+    const std::int64_t r = std::int64_t{v} - _c;
+    return r < INT32_MIN ? INT32_MIN : r > INT32_MAX ? INT32_MAX : static_cast<int>(r);
+  }
   NuvCPIntVarI* _y;
   std::int32_t _c;
 };

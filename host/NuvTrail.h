@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "host/PimCell.h"
@@ -26,24 +27,25 @@ class NuvTrailI {
   PimStamp stamp() const { return _stamp; }
   // Number of open choice points.
   std::size_t depth() const { return _marks.size(); }
-  std::size_t size() const { return _entries.size(); }
-  // The largest number of saved words held at once.
-  std::size_t peakSize() const { return _peak; }
+  std::size_t size() const { return _size; }
+  // The largest number of saved words held at once (as of the last push or
+  // pop: the peak is taken at choice-point boundaries, not on every save).
+  std::size_t peakSize() const { return _peak > _size ? _peak : _size; }
 
   // Saves the current value of a word.
-  void trail(std::int8_t* w) { save(w, sizeof *w); }
-  void trail(std::uint8_t* w) { save(w, sizeof *w); }
-  void trail(std::int16_t* w) { save(w, sizeof *w); }
-  void trail(std::uint16_t* w) { save(w, sizeof *w); }
-  void trail(std::int32_t* w) { save(w, sizeof *w); }
-  void trail(std::uint32_t* w) { save(w, sizeof *w); }
-  void trail(std::int64_t* w) { save(w, sizeof *w); }
-  void trail(std::uint64_t* w) { save(w, sizeof *w); }
-  void trail(double* w) { save(w, sizeof *w); }
-  void trail(PimCellI** w) { save(w, sizeof *w); }
+  void trail(std::int8_t* w) { save(w); }
+  void trail(std::uint8_t* w) { save(w); }
+  void trail(std::int16_t* w) { save(w); }
+  void trail(std::uint16_t* w) { save(w); }
+  void trail(std::int32_t* w) { save(w); }
+  void trail(std::uint32_t* w) { save(w); }
+  void trail(std::int64_t* w) { save(w); }
+  void trail(std::uint64_t* w) { save(w); }
+  void trail(double* w) { save(w); }
+  void trail(PimCellI** w) { save(w); }
   template <class T>
   void trail(T** w) {
-    save(w, sizeof *w);
+    save(w);
   }
 
   // Writes `value` to `word` under the stamp rule.
@@ -73,19 +75,29 @@ class NuvTrailI {
     std::uint64_t bits;
     std::uint32_t size;
   };
-  void save(void* address, std::uint32_t size) {
+  // The size is known at compile time, so the copy is a single load; this
+  // runs on every first write of a word in a choice point.
+  template <class T>
+  void save(T* address) {
     // Words written with no choice point open never need restoring.
     if (_marks.empty()) return;
-    Entry e{address, 0, size};
-    std::memcpy(&e.bits, address, size);
-    _entries.push_back(e);
-    if (_entries.size() > _peak) _peak = _entries.size();
+    if (_size == _capacity) grow();
+    Entry& e = _entries[_size++];
+    e.address = address;
+    e.bits = 0;
+    e.size = sizeof(T);
+    std::memcpy(&e.bits, address, sizeof(T));
   }
   void nextStamp();
 
   PimStamp _stamp;
   PimStamp _lastIssued;
-  std::vector<Entry> _entries;
+  // A plain growable buffer: the save above is the hottest path of the
+  // engine and must inline to a few stores.
+  void grow();
+  std::unique_ptr<Entry[]> _entries;
+  std::size_t _size = 0;
+  std::size_t _capacity = 0;
   std::vector<std::size_t> _marks;
   std::size_t _peak = 0;
 };

@@ -8,3 +8,5 @@ dir=$(bash tools/build.sh "$@" | tail -n 1)
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 ctest --test-dir "$dir" --output-on-failure -j "$(nproc)"
+# The benchmark runner's own tests (no solver runs).
+python3 -m unittest discover -s bench

@@ -19,19 +19,33 @@ void NuvTrailI::nextStamp() {
 
 void NuvTrailI::push() {
   nextStamp();
-  _marks.push_back(_entries.size());
+  if (_size > _peak) _peak = _size;
+  _marks.push_back(_size);
 }
 
 void NuvTrailI::pop() {
   if (_marks.empty()) return;
+  if (_size > _peak) _peak = _size;
   std::size_t mark = _marks.back();
   _marks.pop_back();
-  while (_entries.size() > mark) {
-    const Entry& e = _entries.back();
-    std::memcpy(e.address, &e.bits, e.size);
-    _entries.pop_back();
+  while (_size > mark) {
+    const Entry& e = _entries[_size - 1];
+    switch (e.size) {
+      case 4: std::memcpy(e.address, &e.bits, 4); break;
+      case 8: std::memcpy(e.address, &e.bits, 8); break;
+      default: std::memcpy(e.address, &e.bits, e.size); break;
+    }
+    --_size;
   }
   nextStamp();
+}
+
+void NuvTrailI::grow() {
+  const std::size_t capacity = _capacity ? 2 * _capacity : 1024;
+  auto bigger = std::make_unique<Entry[]>(capacity);
+  for (std::size_t i = 0; i < _size; ++i) bigger[i] = _entries[i];
+  _entries = std::move(bigger);
+  _capacity = capacity;
 }
 
 void NuvTrailI::popTo(std::size_t depth) {

@@ -476,3 +476,53 @@ TEST_F(IntVarTest, WatcherOutsideTheInitialBoundsIsReported) {
 }
 
 }  // namespace
+
+namespace {
+
+// The watched form: the same object after becomeWatched(), emitting its
+// signals in the fixed order.
+TEST(WatchedIntVar, KeepsItsIdentityAndEmitsInOrder) {
+  PimArenaAllocator arena;
+  NuvTrailI trail;
+  NuvCPManagerI store(&arena, &trail);
+  auto* x = nuvCPNew<NuvCPCIntVarI>(&arena, &arena, &store, 0, 9);
+  std::vector<std::string> log;
+  // Handlers connected before the change survive it.
+  x->bound.connect([&](int v) { log.push_back("bound(" + std::to_string(v) + ")"); });
+  NuvCPIntVarI* asInterface = x;
+  x->becomeWatched();
+  EXPECT_NE(dynamic_cast<NuvWatchedCPIntVarI*>(asInterface), nullptr);
+  EXPECT_EQ(store.getIntVar(x->getId()), asInterface);
+  x->valuesRemoved.connect([&](int a, int b, NuvCPDomainI* d, int z) {
+    log.push_back("removed(" + std::to_string(a) + "," + std::to_string(b) + (d ? ",dom" : ",null") +
+                  "," + std::to_string(z) + ")");
+  });
+  x->minChanged.connect([&] { log.push_back("min"); });
+  x->maxChanged.connect([&] { log.push_back("max"); });
+  trail.push();
+  EXPECT_EQ(asInterface->updateMin(3), NuvCPSuspend);
+  EXPECT_EQ(asInterface->removeValue(5), NuvCPSuspend);  // creates the domain
+  EXPECT_EQ(asInterface->updateMax(6), NuvCPSuspend);
+  EXPECT_EQ(asInterface->updateMin(6), NuvCPSuspend);   // binds to 6
+  EXPECT_EQ(log, (std::vector<std::string>{"removed(0,2,null,0)", "min", "removed(5,5,dom,0)",
+                                           "removed(7,7,dom,0)", "removed(8,8,dom,0)",
+                                           "removed(9,9,dom,0)", "max", "removed(3,3,dom,0)",
+                                           "removed(4,4,dom,0)", "bound(6)", "min"}));
+  trail.pop();
+  log.clear();
+  EXPECT_EQ(asInterface->bind(4), NuvCPSuspend);
+  EXPECT_EQ(log, (std::vector<std::string>{"min", "max", "bound(4)"}));
+  // The snapshot signals: a restore, and a comparison that differs.
+  int restored = 0, differs = 0;
+  x->snapshotRestored.connect([&](const NuvCPIntVarSnapshotI*) { ++restored; });
+  x->snapshotDiffers.connect([&](const NuvCPIntVarSnapshotI*) { ++differs; });
+  NuvCPIntVarSnapshotI* snap = x->makeSnapshot(&arena);
+  EXPECT_TRUE(x->compareWithSnapshot(snap));
+  snap->restoreOnto(x);
+  NuvCPIntVarSnapshotI other(&arena, 0, 1, 1, 1, nullptr);
+  EXPECT_FALSE(x->compareWithSnapshot(&other));
+  EXPECT_EQ(restored, 1);
+  EXPECT_EQ(differs, 1);
+}
+
+}  // namespace

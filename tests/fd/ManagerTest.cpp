@@ -443,7 +443,6 @@ TEST_F(EngineTest, PrintForm) {
   store.print(os);
   EXPECT_EQ(os.str(),
             "CPStore\n\t#vars  : 2\n\t#fvars : 0\n\t#bvars : 0\n\t#propag: 0\n\ttrail  : 0\n");
-  EXPECT_EQ(store.makeSolution(), nullptr);
 }
 
 TEST_F(EngineTest, DaemonIdentifiersCountUp) {

@@ -1,0 +1,489 @@
+#include "fd/NuvCPArithI.h"
+
+#include <algorithm>
+#include <cmath>
+#include <ostream>
+
+#include "fd/NuvCPManagerI.h"
+
+namespace {
+
+int toInt(std::int64_t v) {
+  return v < INT32_MIN ? INT32_MIN : v > INT32_MAX ? INT32_MAX : static_cast<int>(v);
+}
+
+std::int64_t floorDiv(std::int64_t a, std::int64_t b) {
+  std::int64_t q = a / b;
+  if (q * b != a && ((a < 0) != (b < 0))) --q;
+  return q;
+}
+std::int64_t ceilDiv(std::int64_t a, std::int64_t b) {
+  std::int64_t q = a / b;
+  if (q * b != a && ((a < 0) == (b < 0))) ++q;
+  return q;
+}
+
+// Largest r with r * r <= v (v >= 0).
+std::int64_t isqrt(std::int64_t v) {
+  if (v <= 0) return 0;
+  auto r = static_cast<std::int64_t>(std::sqrt(static_cast<double>(v)));
+  while (r * r > v) --r;
+  while ((r + 1) * (r + 1) <= v) ++r;
+  return r;
+}
+
+// Narrowing helpers that report failure and whether the bounds moved.
+struct Narrow {
+  bool failed = false;
+  bool changed = false;
+  void min(NuvCPIntVarI* x, std::int64_t v) {
+    if (failed || v <= x->getMin()) return;
+    changed = true;
+    failed = x->updateMin(toInt(v)) == NuvCPFailure;
+  }
+  void max(NuvCPIntVarI* x, std::int64_t v) {
+    if (failed || v >= x->getMax()) return;
+    changed = true;
+    failed = x->updateMax(toInt(v)) == NuvCPFailure;
+  }
+  void remove(NuvCPIntVarI* x, std::int64_t v) {
+    if (failed || v < x->getMin() || v > x->getMax() || !x->member(static_cast<int>(v))) return;
+    changed = true;
+    failed = x->removeValue(static_cast<int>(v)) == NuvCPFailure;
+  }
+  int status() const { return failed ? NuvCPFailure : NuvCPSuspend; }
+};
+
+template <class F>
+void forEachValue(const NuvCPIntVarI* x, F f) {
+  int v = x->getMin();
+  for (;;) {
+    const int max = x->getMax();
+    if (v > max) return;
+    const bool last = v == max;
+    const int next = last ? v : x->nextValue(v);
+    if (!f(v) || last) return;
+    v = next;
+  }
+}
+
+}  // namespace
+
+// ---- product ------------------------------------------------------------------------
+
+void NuvCPMultI::mark(PimMarker& m) {
+  NuvCPCstrI::mark(m);
+  m.mark(_x);
+  m.mark(_y);
+  m.mark(_z);
+}
+
+void NuvCPMultI::print(std::ostream& os) const {
+  _x->print(os);
+  os << " * ";
+  _y->print(os);
+  os << " == ";
+  _z->print(os);
+}
+
+int NuvCPMultI::divideInto(NuvCPIntVarI* x, const NuvCPIntVarI* z, const NuvCPIntVarI* y,
+                           bool& changed) {
+  if (y->getMin() <= 0 && y->getMax() >= 0) return NuvCPSuspend;
+  const std::int64_t zs[2] = {z->getMin(), z->getMax()};
+  const std::int64_t ys[2] = {y->getMin(), y->getMax()};
+  std::int64_t lo = INT64_MAX, hi = INT64_MIN;
+  for (std::int64_t a : zs)
+    for (std::int64_t b : ys) {
+      lo = std::min(lo, ceilDiv(a, b));
+      hi = std::max(hi, floorDiv(a, b));
+    }
+  Narrow n;
+  n.min(x, lo);
+  n.max(x, hi);
+  changed |= n.changed;
+  return n.status();
+}
+
+int NuvCPMultI::propagate() {
+  const bool square = _x == _y;
+  for (int round = 0; round < 64; ++round) {
+    Narrow n;
+    const std::int64_t xl = _x->getMin(), xh = _x->getMax(), yl = _y->getMin(), yh = _y->getMax();
+    std::int64_t lo, hi;
+    if (square) {
+      hi = std::max(xl * xl, xh * xh);
+      lo = xl <= 0 && xh >= 0 ? 0 : std::min(xl * xl, xh * xh);
+    } else {
+      const std::int64_t p[4] = {xl * yl, xl * yh, xh * yl, xh * yh};
+      lo = *std::min_element(p, p + 4);
+      hi = *std::max_element(p, p + 4);
+    }
+    n.min(_z, lo);
+    n.max(_z, hi);
+    if (!n.failed && (_z->getMin() > 0 || _z->getMax() < 0)) {
+      n.remove(_x, 0);
+      n.remove(_y, 0);
+    }
+    if (n.failed) return NuvCPFailure;
+    bool changed = n.changed;
+    if (square) {
+      Narrow s;
+      const std::int64_t r = isqrt(_z->getMax());
+      s.min(_x, -r);
+      s.max(_x, r);
+      if (_z->getMin() > 0) {
+        const std::int64_t c = isqrt(_z->getMin() - 1) + 1;  // smallest c with c * c >= zmin
+        if (_x->getMin() > -c) s.min(_x, c);
+        if (_x->getMax() < c) s.max(_x, -c);
+      }
+      if (s.failed) return NuvCPFailure;
+      changed |= s.changed;
+    } else {
+      if (divideInto(_x, _z, _y, changed) == NuvCPFailure) return NuvCPFailure;
+      if (divideInto(_y, _z, _x, changed) == NuvCPFailure) return NuvCPFailure;
+    }
+    if (_x->isBound() && _y->isBound()) {
+      const std::int64_t v = std::int64_t{_x->getMin()} * _y->getMin();
+      return _z->bind(toInt(v)) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
+    }
+    if (!changed) break;
+  }
+  return NuvCPSuspend;
+}
+
+int NuvCPMultI::post(int) {
+  const int r = propagate();
+  if (r != NuvCPSuspend) return r;
+  _x->addBounds(this);
+  if (_y != _x) _y->addBounds(this);
+  _z->addBounds(this);
+  return r;
+}
+
+// ---- absolute value -----------------------------------------------------------------
+
+void NuvCPAbsI::mark(PimMarker& m) {
+  NuvCPCstrI::mark(m);
+  m.mark(_x);
+  m.mark(_y);
+}
+
+void NuvCPAbsI::print(std::ostream& os) const {
+  _y->print(os);
+  os << " == abs(";
+  _x->print(os);
+  os << ")";
+}
+
+int NuvCPAbsI::propagate() {
+  for (int round = 0; round < 4; ++round) {
+    Narrow n;
+    n.min(_y, 0);
+    const std::int64_t xl = _x->getMin(), xh = _x->getMax();
+    n.max(_y, std::max(-xl, xh));
+    n.min(_y, xl <= 0 && xh >= 0 ? 0 : std::min(xl < 0 ? -xl : xl, xh < 0 ? -xh : xh));
+    if (n.failed) return NuvCPFailure;
+    n.min(_x, -std::int64_t{_y->getMax()});
+    n.max(_x, _y->getMax());
+    const std::int64_t c = _y->getMin();
+    if (!n.failed && c > 0) {
+      if (_x->getMin() > -c) n.min(_x, c);
+      if (!n.failed && _x->getMax() < c) n.max(_x, -c);
+    }
+    if (n.failed) return NuvCPFailure;
+    // Holes, while the domains are small enough to walk.
+    if (_x->getSize() <= 4096 && _y->getSize() <= 4096) {
+      forEachValue(_y, [&](int v) {
+        if (!_x->member(v) && !_x->member(-v)) n.remove(_y, v);
+        return !n.failed;
+      });
+      forEachValue(_x, [&](int v) {
+        if (!_y->member(v < 0 ? -v : v)) n.remove(_x, v);
+        return !n.failed;
+      });
+    }
+    if (n.failed) return NuvCPFailure;
+    if (!n.changed) break;
+  }
+  return _x->isBound() ? NuvCPSuccess : NuvCPSuspend;
+}
+
+int NuvCPAbsI::post(int) {
+  const int r = propagate();
+  if (r != NuvCPSuspend) return r;
+  _x->addDomain(this);
+  _y->addDomain(this);
+  return r;
+}
+
+// ---- division, remainder, power, min, max -------------------------------------------
+
+bool NuvCPBinaryFunctionI::apply(Op op, std::int64_t a, std::int64_t b, std::int64_t& out) {
+  switch (op) {
+    case Op::Div:
+      if (b == 0) return false;
+      out = a / b;
+      return true;
+    case Op::Mod:
+      if (b == 0) return false;
+      out = a % b;
+      return true;
+    case Op::Min: out = std::min(a, b); return true;
+    case Op::Max: out = std::max(a, b); return true;
+    case Op::Pow: {
+      if (b < 0) {
+        // 1 div a^|b|
+        if (a == 0) return false;
+        out = a == 1 ? 1 : a == -1 ? ((-b) % 2 ? -1 : 1) : 0;
+        return true;
+      }
+      std::int64_t r = 1;
+      for (std::int64_t i = 0; i < b; ++i) {
+        if (a == 0 || a == 1 || (a == -1)) {
+          r = a == 0 ? 0 : a == 1 ? 1 : (b % 2 ? -1 : 1);
+          break;
+        }
+        r *= a;
+        if (r > (std::int64_t{1} << 40) || r < -(std::int64_t{1} << 40)) return false;
+      }
+      out = r;
+      return true;
+    }
+  }
+  return false;
+}
+
+void NuvCPBinaryFunctionI::mark(PimMarker& m) {
+  NuvCPCstrI::mark(m);
+  m.mark(_x);
+  m.mark(_y);
+  m.mark(_z);
+}
+
+void NuvCPBinaryFunctionI::print(std::ostream& os) const {
+  static const char* const kNames[] = {"div", "mod", "pow", "min", "max"};
+  _z->print(os);
+  os << " == " << kNames[static_cast<int>(_op)] << "(";
+  _x->print(os);
+  os << ", ";
+  _y->print(os);
+  os << ")";
+}
+
+int NuvCPBinaryFunctionI::enumerate() {
+  // Supports are found pair by pair; the values of x and y are walked in
+  // place, so nothing is allocated.
+  Narrow n;
+  std::int64_t zlo = INT64_MAX, zhi = INT64_MIN;
+  forEachValue(_x, [&](int a) {
+    bool supported = false;
+    forEachValue(_y, [&](int b) {
+      std::int64_t f;
+      if (apply(_op, a, b, f) && f >= _z->getMin() && f <= _z->getMax() &&
+          _z->member(static_cast<int>(f))) {
+        supported = true;
+        zlo = std::min(zlo, f);
+        zhi = std::max(zhi, f);
+      }
+      return true;
+    });
+    if (!supported) n.remove(_x, a);
+    return !n.failed;
+  });
+  if (n.failed || zlo > zhi) return NuvCPFailure;
+  forEachValue(_y, [&](int b) {
+    bool supported = false;
+    forEachValue(_x, [&](int a) {
+      std::int64_t f;
+      supported = apply(_op, a, b, f) && f >= _z->getMin() && f <= _z->getMax() &&
+                  _z->member(static_cast<int>(f));
+      return !supported;
+    });
+    if (!supported) n.remove(_y, b);
+    return !n.failed;
+  });
+  n.min(_z, zlo);
+  n.max(_z, zhi);
+  if (n.failed) return NuvCPFailure;
+  // Holes of z, while walking them stays cheap.
+  if (std::int64_t{_z->getSize()} * _x->getSize() * _y->getSize() <= 16 * kEnumerate) {
+    forEachValue(_z, [&](int c) {
+      bool supported = false;
+      forEachValue(_x, [&](int a) {
+        forEachValue(_y, [&](int b) {
+          std::int64_t f;
+          supported = apply(_op, a, b, f) && f == c;
+          return !supported;
+        });
+        return !supported;
+      });
+      if (!supported) n.remove(_z, c);
+      return !n.failed;
+    });
+  }
+  return n.status();
+}
+
+int NuvCPBinaryFunctionI::bounds() {
+  Narrow n;
+  const std::int64_t xl = _x->getMin(), xh = _x->getMax();
+  switch (_op) {
+    case Op::Div: {
+      n.remove(_y, 0);
+      if (n.failed) return NuvCPFailure;
+      const std::int64_t yl = _y->getMin(), yh = _y->getMax();
+      std::int64_t bs[4];
+      int nb = 0;
+      if (yh >= 1) {
+        bs[nb++] = std::max<std::int64_t>(1, yl);
+        bs[nb++] = yh;
+      }
+      if (yl <= -1) {
+        bs[nb++] = yl;
+        bs[nb++] = std::min<std::int64_t>(-1, yh);
+      }
+      std::int64_t lo = INT64_MAX, hi = INT64_MIN;
+      for (std::int64_t a : {xl, xh})
+        for (int i = 0; i < nb; ++i) {
+          lo = std::min(lo, a / bs[i]);
+          hi = std::max(hi, a / bs[i]);
+        }
+      n.min(_z, lo);
+      n.max(_z, hi);
+      if (!n.failed && _y->isBound()) {
+        // x within the values whose quotient by d lies in z.
+        std::int64_t d = _y->getMin(), zl = _z->getMin(), zh = _z->getMax();
+        if (d < 0) {
+          d = -d;
+          std::swap(zl, zh);
+          zl = -zl;
+          zh = -zh;
+        }
+        n.min(_x, zl > 0 ? zl * d : zl * d - (d - 1));
+        n.max(_x, zh >= 0 ? zh * d + (d - 1) : zh * d);
+      }
+      break;
+    }
+    case Op::Mod: {
+      n.remove(_y, 0);
+      if (n.failed) return NuvCPFailure;
+      const std::int64_t m = std::max<std::int64_t>(-std::int64_t{_y->getMin()}, _y->getMax()) - 1;
+      n.min(_z, std::max(-m, std::min<std::int64_t>(0, xl)));
+      n.max(_z, std::min(m, std::max<std::int64_t>(0, xh)));
+      break;
+    }
+    case Op::Pow: break;
+    case Op::Min:
+      n.min(_z, std::min<std::int64_t>(xl, _y->getMin()));
+      n.max(_z, std::min<std::int64_t>(xh, _y->getMax()));
+      n.min(_x, _z->getMin());
+      n.min(_y, _z->getMin());
+      if (_y->getMin() > _z->getMax()) n.max(_x, _z->getMax());
+      if (_x->getMin() > _z->getMax()) n.max(_y, _z->getMax());
+      break;
+    case Op::Max:
+      n.max(_z, std::max<std::int64_t>(xh, _y->getMax()));
+      n.min(_z, std::max<std::int64_t>(xl, _y->getMin()));
+      n.max(_x, _z->getMax());
+      n.max(_y, _z->getMax());
+      if (_y->getMax() < _z->getMin()) n.min(_x, _z->getMin());
+      if (_x->getMax() < _z->getMin()) n.min(_y, _z->getMin());
+      break;
+  }
+  return n.status();
+}
+
+int NuvCPBinaryFunctionI::propagate() {
+  if (_x->isBound() && _y->isBound()) {
+    std::int64_t f;
+    if (!apply(_op, _x->getMin(), _y->getMin(), f)) return NuvCPFailure;
+    return _z->bind(toInt(f)) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
+  }
+  if (std::int64_t{_x->getSize()} * _y->getSize() <= kEnumerate) return enumerate();
+  return bounds();
+}
+
+int NuvCPBinaryFunctionI::post(int) {
+  const int r = propagate();
+  if (r != NuvCPSuspend) return r;
+  _x->addDomain(this);
+  _y->addDomain(this);
+  _z->addDomain(this);
+  return r;
+}
+
+// ---- minimum and maximum of an array ------------------------------------------------
+
+NuvCPArrayMinMaxI::NuvCPArrayMinMaxI(NuvCPManagerI* s, bool isMax, NuvCPIntVarI* m, int n,
+                                     NuvCPIntVarI* const* xs)
+    : NuvCPCstrI(s, 5), _isMax(isMax), _m(m), _n(n) {
+  _xs = n > 0 ? s->allocator()->allocateArray<NuvCPIntVarI*>(static_cast<std::size_t>(n)) : nullptr;
+  for (int i = 0; _xs && i < n; ++i) _xs[i] = xs[i];
+}
+
+void NuvCPArrayMinMaxI::mark(PimMarker& m) {
+  NuvCPCstrI::mark(m);
+  m.mark(_m);
+  for (int i = 0; _xs && i < _n; ++i) m.mark(_xs[i]);
+}
+
+void NuvCPArrayMinMaxI::print(std::ostream& os) const {
+  _m->print(os);
+  os << (_isMax ? " == max(" : " == min(");
+  for (int i = 0; i < _n; ++i) {
+    if (i) os << ", ";
+    _xs[i]->print(os);
+  }
+  os << ")";
+}
+
+int NuvCPArrayMinMaxI::propagate() {
+  for (int round = 0; round < 4; ++round) {
+    Narrow n;
+    if (!_isMax) {
+      std::int64_t lo = INT64_MAX, hi = INT64_MAX;
+      for (int i = 0; i < _n; ++i) {
+        lo = std::min<std::int64_t>(lo, _xs[i]->getMin());
+        hi = std::min<std::int64_t>(hi, _xs[i]->getMax());
+      }
+      n.min(_m, lo);
+      n.max(_m, hi);
+      int candidates = 0;
+      NuvCPIntVarI* only = nullptr;
+      for (int i = 0; i < _n && !n.failed; ++i) {
+        n.min(_xs[i], _m->getMin());
+        if (_xs[i]->getMin() <= _m->getMax()) ++candidates, only = _xs[i];
+      }
+      if (!n.failed && candidates == 0) return NuvCPFailure;
+      if (candidates == 1) n.max(only, _m->getMax());
+    } else {
+      std::int64_t lo = INT64_MIN, hi = INT64_MIN;
+      for (int i = 0; i < _n; ++i) {
+        lo = std::max<std::int64_t>(lo, _xs[i]->getMin());
+        hi = std::max<std::int64_t>(hi, _xs[i]->getMax());
+      }
+      n.min(_m, lo);
+      n.max(_m, hi);
+      int candidates = 0;
+      NuvCPIntVarI* only = nullptr;
+      for (int i = 0; i < _n && !n.failed; ++i) {
+        n.max(_xs[i], _m->getMax());
+        if (_xs[i]->getMax() >= _m->getMin()) ++candidates, only = _xs[i];
+      }
+      if (!n.failed && candidates == 0) return NuvCPFailure;
+      if (candidates == 1) n.min(only, _m->getMin());
+    }
+    if (n.failed) return NuvCPFailure;
+    if (!n.changed) break;
+  }
+  return NuvCPSuspend;
+}
+
+int NuvCPArrayMinMaxI::post(int) {
+  if (!ok()) return NuvCPFailure;
+  const int r = propagate();
+  if (r != NuvCPSuspend) return r;
+  _m->addBounds(this);
+  for (int i = 0; i < _n; ++i) _xs[i]->addBounds(this);
+  return r;
+}

@@ -1,0 +1,574 @@
+#include "fd/NuvCPLinEquationI.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <ostream>
+
+#include "fd/NuvCPManagerI.h"
+#include "host/PimError.h"
+
+namespace {
+
+const char* const kSource = "..\\..\\fd\\NuvCPLinEquationI";
+
+// Exact floor and ceiling of a / b (b != 0) in 64 bits: the truncating
+// quotient corrected by one when it does not reach the dividend.
+std::int64_t floorDiv(std::int64_t a, std::int64_t b) {
+  std::int64_t q = a / b;
+  if (q * b != a && ((a < 0) != (b < 0))) --q;
+  return q;
+}
+std::int64_t ceilDiv(std::int64_t a, std::int64_t b) {
+  std::int64_t q = a / b;
+  if (q * b != a && ((a < 0) == (b < 0))) ++q;
+  return q;
+}
+
+// A 64-bit bound as an int: beyond the int range it is beyond every domain,
+// so clamping it keeps the narrowing's outcome.
+int toInt(std::int64_t v) {
+  return v < INT32_MIN ? INT32_MIN : v > INT32_MAX ? INT32_MAX : static_cast<int>(v);
+}
+
+void sumAssert(std::int64_t slow, std::int64_t sup, int line) {
+  if (slow > sup) raiseInternalAssertion("SLOW <= SUP", kSource, line);
+}
+
+}  // namespace
+
+bool nuvCPLinearFits(int n, const int* coefs, NuvCPIntVarI* const* vars, std::int64_t k) {
+  // Each |a| * max|x| < 2^31 * 2^30 = 2^61; the running total is checked
+  // against 2^62 after every term, so it never wraps either.
+  constexpr std::uint64_t kLimit = std::uint64_t{1} << 62;
+  std::uint64_t total = static_cast<std::uint64_t>(k < 0 ? -k : k);
+  if (total >= kLimit) return false;
+  for (int i = 0; i < n; ++i) {
+    const std::int64_t lo = vars[i]->getMin(), hi = vars[i]->getMax();
+    const std::uint64_t m = static_cast<std::uint64_t>(std::max(lo < 0 ? -lo : lo, hi < 0 ? -hi : hi));
+    const std::uint64_t a = static_cast<std::uint64_t>(std::llabs(coefs[i]));
+    total += a * m;  // < 2^61: no wrap
+    if (total >= kLimit) return false;
+  }
+  return true;
+}
+
+// ---- shared terms -------------------------------------------------------------------
+
+NuvCPLinearBaseI::NuvCPLinearBaseI(NuvCPManagerI* s, int n, const int* coefs,
+                                   NuvCPIntVarI* const* vars, int k)
+    : NuvCPCstrI(s), _n(n), _k(k) {
+  PimAllocator* a = s->allocator();
+  const auto count = static_cast<std::size_t>(n > 0 ? n : 0);
+  _coefs = count ? a->allocateArray<std::int32_t>(count) : nullptr;
+  _vars = count ? a->allocateArray<NuvCPIntVarI*>(count) : nullptr;
+  _free = count ? a->allocateArray<Term>(count) : nullptr;
+  _bounds = count ? a->allocateArray<Bounds>(count) : nullptr;
+  if (!ok()) return;
+  for (int i = 0; i < n; ++i) {
+    _coefs[i] = coefs[i];
+    _vars[i] = vars[i];
+  }
+}
+
+void NuvCPLinearBaseI::mark(PimMarker& m) {
+  NuvCPCstrI::mark(m);
+  for (int i = 0; i < _n && _vars; ++i) m.mark(_vars[i]);
+}
+
+void NuvCPLinearBaseI::printTerms(std::ostream& os, const char* header) const {
+  os << header;
+  for (int i = 0; i < _n; ++i) {
+    os << _coefs[i] << " * ";
+    _vars[i]->print(os);
+    os << " + ";
+  }
+  os << _k;
+}
+
+void NuvCPLinearBaseI::sums(std::int64_t& slow, std::int64_t& sup) const {
+  slow = sup = _k;
+  for (int i = 0; i < _n; ++i) {
+    const std::int64_t a = _coefs[i];
+    const NuvCPIntVarI* x = _vars[i];
+    if (a > 0) {
+      sup += a * x->getMax();
+      slow += a * x->getMin();
+    } else {
+      sup += a * x->getMin();
+      slow += a * x->getMax();
+    }
+  }
+}
+
+void NuvCPLinearBaseI::subscribeBounds() {
+  for (int i = 0; i < _n; ++i)
+    if (!_vars[i]->isBound()) _vars[i]->addBounds(this);
+}
+
+int NuvCPLinearBaseI::propagateEquation() {
+  for (;;) {
+    // Step 1: the sums, reading each variable's bounds once; the unbound
+    // terms go to the scratch list with the bounds they had.
+    std::int64_t sup = _k, slow = _k;
+    int nf = 0;
+    for (int i = 0; i < _n; ++i) {
+      NuvCPIntVarI* x = _vars[i];
+      const std::int64_t a = _coefs[i];
+      const int lo = x->getMin(), hi = x->getMax();
+      if (lo == hi) {
+        sup += a * lo;
+        slow += a * lo;
+      } else {
+        if (a > 0) {
+          sup += a * hi;
+          slow += a * lo;
+        } else {
+          sup += a * lo;
+          slow += a * hi;
+        }
+        _free[nf] = Term{x, _coefs[i]};
+        _bounds[nf++] = Bounds{lo, hi};
+      }
+      sumAssert(slow, sup, 366);
+    }
+    if (slow > 0 || sup < 0) return NuvCPFailure;
+    // Step 2: each unbound term within what the others leave it. A
+    // variable occurs once, so the bounds read above are still its own.
+    bool changed = false;
+    for (int j = 0; j < nf; ++j) {
+      NuvCPIntVarI* x = _free[j].x;
+      const std::int64_t a = _free[j].a;
+      const std::int64_t m = _bounds[j].lo, M = _bounds[j].hi;
+      std::int64_t lo, hi;
+      if (a > 0) {
+        const std::int64_t rp = sup - a * M, rm = slow - a * m;
+        lo = ceilDiv(-rp, a);
+        hi = floorDiv(-rm, a);
+      } else {
+        const std::int64_t rp = sup - a * m, rm = slow - a * M;
+        lo = ceilDiv(-rm, a);
+        hi = floorDiv(-rp, a);
+      }
+      if (lo > m) {
+        changed = true;
+        if (x->updateMin(toInt(lo)) == NuvCPFailure) return NuvCPFailure;
+      }
+      if (hi < M) {
+        changed = true;
+        if (x->updateMax(toInt(hi)) == NuvCPFailure) return NuvCPFailure;
+      }
+    }
+    if (!changed) return NuvCPSuspend;
+  }
+}
+
+int NuvCPLinearBaseI::propagateAtLeast(int sign, std::int64_t shift) {
+  // The bounds are read once into the scratch list; a variable is narrowed
+  // only when its new bound actually moves it.
+  std::int64_t sup = sign * std::int64_t{_k} + shift;
+  for (int i = 0; i < _n; ++i) {
+    const NuvCPIntVarI* x = _vars[i];
+    const int lo = x->getMin(), hi = x->getMax();
+    _bounds[i] = Bounds{lo, hi};
+    const std::int64_t a = sign * std::int64_t{_coefs[i]};
+    sup += a > 0 ? a * hi : a * lo;
+  }
+  if (sup < 0) return NuvCPFailure;
+  for (int i = 0; i < _n; ++i) {
+    const Bounds b = _bounds[i];
+    if (b.lo == b.hi) continue;
+    const std::int64_t a = sign * std::int64_t{_coefs[i]};
+    if (a > 0) {
+      const std::int64_t v = ceilDiv(-(sup - a * b.hi), a);
+      if (v > b.lo && _vars[i]->updateMin(toInt(v)) == NuvCPFailure) return NuvCPFailure;
+    } else if (a < 0) {
+      const std::int64_t v = floorDiv(-(sup - a * b.lo), a);
+      if (v < b.hi && _vars[i]->updateMax(toInt(v)) == NuvCPFailure) return NuvCPFailure;
+    }
+  }
+  return NuvCPSuspend;
+}
+
+int NuvCPLinearBaseI::propagateNotEqual() {
+  std::int64_t rest = _k;
+  int unbound = 0;
+  NuvCPIntVarI* last = nullptr;
+  std::int64_t lastA = 0;
+  for (int i = 0; i < _n; ++i) {
+    NuvCPIntVarI* x = _vars[i];
+    if (x->isBound()) {
+      rest += std::int64_t{_coefs[i]} * x->getMin();
+    } else {
+      ++unbound;
+      last = x;
+      lastA = _coefs[i];
+    }
+  }
+  if (unbound > 1) return NuvCPSuspend;
+  if (unbound == 1) {
+    if (rest % lastA != 0) return NuvCPSuspend;
+    return last->removeValue(toInt(-rest / lastA)) != NuvCPFailure ? NuvCPSuspend : NuvCPFailure;
+  }
+  return rest == 0 ? NuvCPFailure : NuvCPSuccess;
+}
+
+// ---- the three general classes ------------------------------------------------------
+
+void NuvCPLinearEquationI::print(std::ostream& os) const {
+  printTerms(os, "lin-eq:");
+  os << "== 0";
+}
+
+int NuvCPLinearEquationI::propagate() { return propagateEquation(); }
+
+int NuvCPLinearEquationI::post(int) {
+  if (!ok() || propagate() == NuvCPFailure) return NuvCPFailure;
+  subscribeBounds();
+  return propagate();
+}
+
+void NuvCPLinearGEQI::print(std::ostream& os) const {
+  printTerms(os, "lin>=:");
+  os << ">= 0";
+}
+
+int NuvCPLinearGEQI::propagate() { return propagateAtLeast(1, 0); }
+
+int NuvCPLinearGEQI::post(int) {
+  if (!ok() || propagate() == NuvCPFailure) return NuvCPFailure;
+  // Only the bound that can lower the sum's maximum matters.
+  for (int i = 0; i < _n; ++i) {
+    if (_vars[i]->isBound()) continue;
+    if (_coefs[i] > 0)
+      _vars[i]->addMax(this);
+    else
+      _vars[i]->addMin(this);
+  }
+  return propagate();
+}
+
+void NuvCPLinearNotEqualI::print(std::ostream& os) const {
+  printTerms(os, "lin-neq:");
+  os << "!= 0";
+}
+
+int NuvCPLinearNotEqualI::propagate() { return propagateNotEqual(); }
+
+int NuvCPLinearNotEqualI::post(int) {
+  if (!ok() || propagate() == NuvCPFailure) return NuvCPFailure;
+  for (int i = 0; i < _n; ++i)
+    if (!_vars[i]->isBound()) _vars[i]->addBind(this);
+  return propagate();
+}
+
+// ---- reified ------------------------------------------------------------------------
+
+void NuvCPLinearEquationReifI::mark(PimMarker& m) {
+  NuvCPLinearBaseI::mark(m);
+  m.mark(_b);
+}
+
+void NuvCPLinearEquationReifI::print(std::ostream& os) const {
+  _b->print(os);
+  os << " <=> ";
+  printTerms(os, "lin-eq:");
+  os << "== 0";
+}
+
+int NuvCPLinearEquationReifI::propagate() {
+  if (_b->isBound()) return _b->getMin() == 1 ? propagateEquation() : propagateNotEqual();
+  std::int64_t slow, sup;
+  sums(slow, sup);
+  if (slow > 0 || sup < 0) return _b->bind(0);
+  if (slow == sup) return _b->bind(1);
+  return NuvCPSuspend;
+}
+
+int NuvCPLinearEquationReifI::post(int) {
+  if (!ok()) return NuvCPFailure;
+  const int r = propagate();
+  if (r != NuvCPSuspend) return r;
+  subscribeBounds();
+  if (!_b->isBound()) _b->addBind(this);
+  return propagate();
+}
+
+void NuvCPLinearGEQReifI::mark(PimMarker& m) {
+  NuvCPLinearBaseI::mark(m);
+  m.mark(_b);
+}
+
+void NuvCPLinearGEQReifI::print(std::ostream& os) const {
+  _b->print(os);
+  os << " <=> ";
+  printTerms(os, "lin>=:");
+  os << ">= 0";
+}
+
+int NuvCPLinearGEQReifI::propagate() {
+  // b false: sum + k <= -1, that is -(sum + k) - 1 >= 0.
+  if (_b->isBound()) return _b->getMin() == 1 ? propagateAtLeast(1, 0) : propagateAtLeast(-1, -1);
+  std::int64_t slow, sup;
+  sums(slow, sup);
+  if (slow >= 0) return _b->bind(1);
+  if (sup < 0) return _b->bind(0);
+  return NuvCPSuspend;
+}
+
+int NuvCPLinearGEQReifI::post(int) {
+  if (!ok()) return NuvCPFailure;
+  const int r = propagate();
+  if (r != NuvCPSuspend) return r;
+  subscribeBounds();
+  if (!_b->isBound()) _b->addBind(this);
+  return propagate();
+}
+
+// ---- unit coefficients ----------------------------------------------------------------
+
+NuvCPLinearPNEquationI::NuvCPLinearPNEquationI(NuvCPManagerI* s, int np, NuvCPIntVarI* const* pos,
+                                               int nn, NuvCPIntVarI* const* neg, std::int64_t k)
+    : NuvCPCstrI(s), _np(np), _nn(nn), _k(k) {
+  PimAllocator* a = s->allocator();
+  _pos = np > 0 ? a->allocateArray<Entry>(static_cast<std::size_t>(np)) : nullptr;
+  _neg = nn > 0 ? a->allocateArray<Entry>(static_cast<std::size_t>(nn)) : nullptr;
+  for (int i = 0; _pos && i < np; ++i) _pos[i] = Entry{pos[i], i};
+  for (int i = 0; _neg && i < nn; ++i) _neg[i] = Entry{neg[i], i};
+}
+
+void NuvCPLinearPNEquationI::mark(PimMarker& m) {
+  NuvCPCstrI::mark(m);
+  for (int i = 0; _pos && i < _np; ++i) m.mark(_pos[i].x);
+  for (int i = 0; _neg && i < _nn; ++i) m.mark(_neg[i].x);
+}
+
+void NuvCPLinearPNEquationI::printAs(std::ostream& os, const char* header) const {
+  os << header;
+  for (int i = 0; i < _np; ++i) {
+    if (i) os << " + ";
+    _pos[i].x->print(os);
+  }
+  os << " - (";
+  for (int i = 0; i < _nn; ++i) {
+    _neg[i].x->print(os);
+    os << " + ";
+  }
+  os << ") + " << _k << "== 0";
+}
+
+void NuvCPLinearPNEquationI::print(std::ostream& os) const { printAs(os, "lin(+/-)-eq:"); }
+void NuvCPLinearPNEquationCI::print(std::ostream& os) const { printAs(os, "lin(+/-)s-eq:"); }
+
+namespace {
+
+// One bounds pass over sum(P) - sum(N) + k == 0; `changed` tells whether a
+// bound moved.
+int pnPass(NuvCPLinearPNEquationI::Entry* pos, int np, NuvCPLinearPNEquationI::Entry* neg, int nn,
+           std::int64_t k, bool& changed) {
+  std::int64_t sup = k, slow = k;
+  for (int i = 0; i < np; ++i) {
+    sup += pos[i].x->getMax();
+    slow += pos[i].x->getMin();
+  }
+  for (int i = 0; i < nn; ++i) {
+    sup -= neg[i].x->getMin();
+    slow -= neg[i].x->getMax();
+  }
+  if (slow > 0 || sup < 0) return NuvCPFailure;
+  changed = false;
+  // x in P: slow - min(x) + x <= 0 <= sup - max(x) + x.
+  for (int i = 0; i < np; ++i) {
+    NuvCPIntVarI* x = pos[i].x;
+    const std::int64_t m = x->getMin(), M = x->getMax();
+    const std::int64_t lo = M - sup, hi = m - slow;
+    const std::int64_t nlo = lo > m ? lo : m, nhi = hi < M ? hi : M;
+    if (x->updateMin(toInt(nlo)) == NuvCPFailure || x->updateMax(toInt(nhi)) == NuvCPFailure)
+      return NuvCPFailure;
+    if (nlo > m || nhi < M) changed = true;
+  }
+  // y in N: the term -y ranges over [-M, -m].
+  for (int i = 0; i < nn; ++i) {
+    NuvCPIntVarI* y = neg[i].x;
+    const std::int64_t m = y->getMin(), M = y->getMax();
+    // rest + (-y) with rest in [slow + M, sup + m]: y >= slow + M, y <= sup + m.
+    const std::int64_t lo = slow + M, hi = sup + m;
+    const std::int64_t nlo = lo > m ? lo : m, nhi = hi < M ? hi : M;
+    if (y->updateMin(toInt(nlo)) == NuvCPFailure || y->updateMax(toInt(nhi)) == NuvCPFailure)
+      return NuvCPFailure;
+    if (nlo > m || nhi < M) changed = true;
+  }
+  return NuvCPSuspend;
+}
+
+}  // namespace
+
+int NuvCPLinearPNEquationI::propagate() {
+  bool changed = true;
+  while (changed)
+    if (pnPass(_pos, _np, _neg, _nn, _k, changed) == NuvCPFailure) return NuvCPFailure;
+  return NuvCPSuspend;
+}
+
+int NuvCPLinearPNEquationCI::propagate() {
+  bool changed = false;
+  return pnPass(_pos, _np, _neg, _nn, _k, changed);
+}
+
+int NuvCPLinearPNEquationI::post(int) {
+  if (!ok() || propagate() == NuvCPFailure) return NuvCPFailure;
+  for (int i = 0; i < _np; ++i)
+    if (!_pos[i].x->isBound()) _pos[i].x->addBounds(this);
+  for (int i = 0; i < _nn; ++i)
+    if (!_neg[i].x->isBound()) _neg[i].x->addBounds(this);
+  return propagate();
+}
+
+// ---- Boolean sums ---------------------------------------------------------------------
+
+NuvCPSumBoolEqualCstI::NuvCPSumBoolEqualCstI(NuvCPManagerI* s, int low, int up,
+                                             NuvCPIntVarI* const* bs, int t)
+    : NuvCPLinRelationI(s), _low(low), _up(up), _t(t) {
+  const PimStamp st = s->trail()->stamp();
+  _nbTrueStamp = _nbFalseStamp = _unboundStamp = st;
+  const auto n = static_cast<std::size_t>(up >= low ? up - low + 1 : 0);
+  PimAllocator* a = s->allocator();
+  _bs = n ? a->allocateArray<NuvCPIntVarI*>(n) : nullptr;
+  _unbound = n ? a->allocateArray<std::int32_t>(n) : nullptr;
+  _where = n ? a->allocateArray<std::int32_t>(n) : nullptr;
+  if (!ok()) return;
+  for (std::size_t i = 0; i < n; ++i) {
+    _bs[i] = bs[i];
+    _unbound[i] = low + static_cast<int>(i);
+    _where[i] = static_cast<int>(i);
+  }
+  _unboundCount = static_cast<int>(n);
+}
+
+void NuvCPSumBoolEqualCstI::mark(PimMarker& m) {
+  NuvCPLinRelationI::mark(m);
+  for (int i = 0; _bs && i <= _up - _low; ++i) m.mark(_bs[i]);
+}
+
+void NuvCPSumBoolEqualCstI::print(std::ostream& os) const {
+  os << "bool-eqcst:";
+  for (int i = 0; i <= _up - _low; ++i) {
+    if (i) os << " + ";
+    _bs[i]->print(os);
+  }
+  os << " == " << _t;
+}
+
+void NuvCPSumBoolEqualCstI::removeUnbound(int i) {
+  const int p = _where[i - _low];
+  const int last = _unboundCount - 1;
+  if (p > last) return;  // already out
+  const int j = _unbound[last];
+  // Swap i to the end; both arrays are permutations, so every index keeps a
+  // slot and a restored count brings i back.
+  _unbound[p] = j;
+  _where[j - _low] = p;
+  _unbound[last] = i;
+  _where[i - _low] = last;
+  store()->trail()->assign(_unboundCount, _unboundStamp, last);
+}
+
+int NuvCPSumBoolEqualCstI::bindRest(int v) {
+  for (int j = 0; j < _unboundCount; ++j)
+    if (_bs[_unbound[j] - _low]->bind(v) == NuvCPFailure) return NuvCPFailure;
+  return NuvCPSuccess;
+}
+
+int NuvCPSumBoolEqualCstI::post(int) {
+  if (!ok()) return NuvCPFailure;
+  const int size = _up - _low + 1;
+  int nbTrue = 0, nbFalse = 0;
+  for (int i = _low; i <= _up; ++i) {
+    NuvCPIntVarI* x = _bs[i - _low];
+    if (!x->isBound()) continue;
+    removeUnbound(i);
+    if (x->getMin() == 1)
+      ++nbTrue;
+    else
+      ++nbFalse;
+  }
+  if (nbTrue == _t) return bindRest(0);
+  if (size - nbFalse == _t) return bindRest(1);
+  if (nbTrue > _t || size - nbFalse < _t) return NuvCPFailure;
+  NuvTrailI* tr = store()->trail();
+  tr->assign(_nbTrue, _nbTrueStamp, nbTrue);
+  tr->assign(_nbFalse, _nbFalseStamp, nbFalse);
+  for (int j = 0; j < _unboundCount; ++j) _bs[_unbound[j] - _low]->addAC5BindIdx(this, _unbound[j]);
+  return NuvCPSuspend;
+}
+
+int NuvCPSumBoolEqualCstI::valBindIdx(NuvCPIntVarI* v, int i, int val) {
+  NuvCPIntVarI* bk = _bs[i - _low];
+  if (bk != v) raiseInternalAssertion("bk == v", kSource, 230);
+  if (!v->isBound()) raiseInternalAssertion("v->isBound()", kSource, 231);
+  if (v->getMax() != val) raiseInternalAssertion("v->getMax() == val", kSource, 232);
+  removeUnbound(i);
+  const int size = _up - _low + 1;
+  NuvTrailI* tr = store()->trail();
+  if (val == 1) {
+    if (_nbTrue + 1 == _t) return bindRest(0);
+    if (_nbTrue + 1 > _t) return NuvCPFailure;
+    tr->assign(_nbTrue, _nbTrueStamp, _nbTrue + 1);
+    return NuvCPSuspend;
+  }
+  if (size - (_nbFalse + 1) == _t) return bindRest(1);
+  if (size - (_nbFalse + 1) < _t) return NuvCPFailure;
+  tr->assign(_nbFalse, _nbFalseStamp, _nbFalse + 1);
+  return NuvCPSuspend;
+}
+
+NuvCPSumBoolEqualI::NuvCPSumBoolEqualI(NuvCPManagerI* s, int n, NuvCPIntVarI* const* bs,
+                                       NuvCPIntVarI* z)
+    : NuvCPLinRelationI(s), _n(n), _z(z) {
+  _bs = n > 0 ? s->allocator()->allocateArray<NuvCPIntVarI*>(static_cast<std::size_t>(n)) : nullptr;
+  for (int i = 0; _bs && i < n; ++i) _bs[i] = bs[i];
+}
+
+void NuvCPSumBoolEqualI::mark(PimMarker& m) {
+  NuvCPLinRelationI::mark(m);
+  m.mark(_z);
+  for (int i = 0; _bs && i < _n; ++i) m.mark(_bs[i]);
+}
+
+void NuvCPSumBoolEqualI::print(std::ostream& os) const {
+  os << "bool-eq:";
+  for (int i = 0; i < _n; ++i) {
+    if (i) os << " + ";
+    _bs[i]->print(os);
+  }
+  os << " == ";
+  _z->print(os);
+}
+
+int NuvCPSumBoolEqualI::propagate() {
+  int nbTrue = 0, nbFalse = 0;
+  for (int i = 0; i < _n; ++i)
+    if (_bs[i]->isBound()) ++(_bs[i]->getMin() == 1 ? nbTrue : nbFalse);
+  if (_z->updateMin(nbTrue) == NuvCPFailure || _z->updateMax(_n - nbFalse) == NuvCPFailure)
+    return NuvCPFailure;
+  // z at the count of the true ones: the rest are false; at the count of
+  // those not false: the rest are true.
+  int fill = -1;
+  if (_z->getMax() == nbTrue)
+    fill = 0;
+  else if (_z->getMin() == _n - nbFalse)
+    fill = 1;
+  if (fill < 0) return NuvCPSuspend;
+  for (int i = 0; i < _n; ++i)
+    if (!_bs[i]->isBound() && _bs[i]->bind(fill) == NuvCPFailure) return NuvCPFailure;
+  return NuvCPSuccess;
+}
+
+int NuvCPSumBoolEqualI::post(int) {
+  if (!ok()) return NuvCPFailure;
+  const int r = propagate();
+  if (r != NuvCPSuspend) return r;
+  for (int i = 0; i < _n; ++i)
+    if (!_bs[i]->isBound()) _bs[i]->addBind(this);
+  _z->addBounds(this);
+  return NuvCPSuspend;
+}

@@ -1,0 +1,225 @@
+// Linear constraints over integer variables, in the normal form
+// sum(a[i] * x[i]) + k  rel  0, and the counts of true Booleans.
+//
+// Arithmetic: every product of a coefficient and a bound is formed in 64
+// bits. Variables hold values within -1073741823..1073741822, so one product
+// stays below 2^61 in magnitude; the sums stay exact as long as the sum of
+// |a[i]| * max|x[i]| plus |k| stays below 2^62, which nuvCPLinearFits()
+// checks. The native classes refuse a constraint that does not fit with an
+// execution error instead of letting a sum wrap, so a bound is never derived
+// from a wrapped value.
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+
+#include "fd/NuvCPConstraintI.h"
+#include "fd/NuvCPIVarI.h"
+
+// True when every sum over these terms is exact in 64 bits.
+bool nuvCPLinearFits(int n, const int* coefs, NuvCPIntVarI* const* vars, std::int64_t k);
+
+// The terms shared by the general classes: n, k, the coefficients and the
+// variables (copied into the store's arena), and a scratch list of unbound
+// terms, allocated once so that propagation allocates nothing.
+class NuvCPLinearBaseI : public NuvCPCstrI {
+ public:
+  NuvCPLinearBaseI(NuvCPManagerI* s, int n, const int* coefs, NuvCPIntVarI* const* vars, int k);
+  void mark(PimMarker& m) override;
+  int size() const { return _n; }
+  int constant() const { return _k; }
+  int coef(int i) const { return _coefs[i]; }
+  NuvCPIntVarI* var(int i) const { return _vars[i]; }
+  // False when the arena could not hold the arrays; post then fails.
+  bool ok() const { return _n == 0 || (_coefs && _vars && _free && _bounds); }
+
+ protected:
+  void printTerms(std::ostream& os, const char* header) const;
+  // SLOW and SUP: the smallest and largest values of the sum plus k.
+  void sums(std::int64_t& slow, std::int64_t& sup) const;
+  // sum + k == 0 to its own fixpoint (bounds).
+  int propagateEquation();
+  // sign * (sum + k) + shift >= 0, one pass (bounds). sign is 1 or -1.
+  int propagateAtLeast(int sign, std::int64_t shift);
+  // sum + k != 0 once a single term is unbound.
+  int propagateNotEqual();
+  void subscribeBounds();
+
+  std::int32_t _n;
+  std::int32_t _k;
+  std::int32_t* _coefs;
+  NuvCPIntVarI** _vars;
+  struct Term {
+    NuvCPIntVarI* x;
+    std::int32_t a;
+  };
+  Term* _free;  // scratch: the unbound terms of the current pass
+  struct Bounds {
+    std::int32_t lo;
+    std::int32_t hi;
+  };
+  Bounds* _bounds;  // scratch: the bounds read at the start of a pass
+};
+
+// sum(a[i] * x[i]) + k == 0
+class NuvCPLinearEquationI : public NuvCPLinearBaseI {
+ public:
+  using NuvCPLinearBaseI::NuvCPLinearBaseI;
+  std::size_t classSize() const override { return sizeof(NuvCPLinearEquationI); }
+  void print(std::ostream& os) const override;
+  int propagate() override;
+  int post(int level) override;
+};
+
+// sum(a[i] * x[i]) + k >= 0
+class NuvCPLinearGEQI : public NuvCPLinearBaseI {
+ public:
+  using NuvCPLinearBaseI::NuvCPLinearBaseI;
+  std::size_t classSize() const override { return sizeof(NuvCPLinearGEQI); }
+  void print(std::ostream& os) const override;
+  int propagate() override;
+  int post(int level) override;
+};
+
+// sum(a[i] * x[i]) + k != 0
+class NuvCPLinearNotEqualI : public NuvCPLinearBaseI {
+ public:
+  using NuvCPLinearBaseI::NuvCPLinearBaseI;
+  std::size_t classSize() const override { return sizeof(NuvCPLinearNotEqualI); }
+  void print(std::ostream& os) const override;
+  int propagate() override;
+  int post(int level) override;
+};
+
+// b <=> sum(a[i] * x[i]) + k == 0. With b true it is the equation, with b
+// false the disequality; while b is open, b is decided as soon as the sum's
+// range excludes 0 or the sum is fixed.
+class NuvCPLinearEquationReifI : public NuvCPLinearBaseI {
+ public:
+  NuvCPLinearEquationReifI(NuvCPManagerI* s, int n, const int* coefs, NuvCPIntVarI* const* vars,
+                           int k, NuvCPIntVarI* b)
+      : NuvCPLinearBaseI(s, n, coefs, vars, k), _b(b) {}
+  std::size_t classSize() const override { return sizeof(NuvCPLinearEquationReifI); }
+  void mark(PimMarker& m) override;
+  void print(std::ostream& os) const override;
+  int propagate() override;
+  int post(int level) override;
+
+ private:
+  NuvCPIntVarI* _b;
+};
+
+// b <=> sum(a[i] * x[i]) + k >= 0. With b false: sum + k <= -1.
+class NuvCPLinearGEQReifI : public NuvCPLinearBaseI {
+ public:
+  NuvCPLinearGEQReifI(NuvCPManagerI* s, int n, const int* coefs, NuvCPIntVarI* const* vars, int k,
+                      NuvCPIntVarI* b)
+      : NuvCPLinearBaseI(s, n, coefs, vars, k), _b(b) {}
+  std::size_t classSize() const override { return sizeof(NuvCPLinearGEQReifI); }
+  void mark(PimMarker& m) override;
+  void print(std::ostream& os) const override;
+  int propagate() override;
+  int post(int level) override;
+
+ private:
+  NuvCPIntVarI* _b;
+};
+
+// sum(P) - sum(N) + k == 0 with unit coefficients. Each list entry carries a
+// 32-bit word: the variable's position in the caller's arrays, kept for
+// printing and for mapping the constraint back to its arguments.
+class NuvCPLinearPNEquationI : public NuvCPCstrI {
+ public:
+  struct Entry {
+    NuvCPIntVarI* x;
+    std::int32_t word;
+  };
+  NuvCPLinearPNEquationI(NuvCPManagerI* s, int np, NuvCPIntVarI* const* pos, int nn,
+                         NuvCPIntVarI* const* neg, std::int64_t k);
+  std::size_t classSize() const override { return sizeof(NuvCPLinearPNEquationI); }
+  void mark(PimMarker& m) override;
+  void print(std::ostream& os) const override;
+  int propagate() override;
+  int post(int level) override;
+  bool ok() const { return (_np == 0 || _pos) && (_nn == 0 || _neg); }
+
+ protected:
+  void printAs(std::ostream& os, const char* header) const;
+  Entry* _pos;
+  std::int32_t _np;
+  Entry* _neg;
+  std::int32_t _nn;
+  std::int64_t _k;
+};
+
+// The same relation; it propagates one pass per call and leaves the
+// fixpoint to the store (cheaper per call on long sums that rarely move).
+class NuvCPLinearPNEquationCI : public NuvCPLinearPNEquationI {
+ public:
+  using NuvCPLinearPNEquationI::NuvCPLinearPNEquationI;
+  std::size_t classSize() const override { return sizeof(NuvCPLinearPNEquationCI); }
+  void print(std::ostream& os) const override;
+  int propagate() override;
+};
+
+// ---- Boolean sums -------------------------------------------------------------------
+
+class NuvCPLinRelationI : public NuvCPCstrI {
+ public:
+  using NuvCPCstrI::NuvCPCstrI;
+};
+
+// Exactly t of b[low..up] are 1.
+class NuvCPSumBoolEqualCstI : public NuvCPLinRelationI {
+ public:
+  NuvCPSumBoolEqualCstI(NuvCPManagerI* s, int low, int up, NuvCPIntVarI* const* bs, int t);
+  std::size_t classSize() const override { return sizeof(NuvCPSumBoolEqualCstI); }
+  void mark(PimMarker& m) override;
+  void print(std::ostream& os) const override;
+  int post(int level) override;
+  int valBindIdx(NuvCPIntVarI* v, int i, int val) override;
+  bool ok() const { return _up < _low || (_bs && _unbound && _where); }
+  int nbTrue() const { return _nbTrue; }
+  int nbFalse() const { return _nbFalse; }
+  int unboundCount() const { return _unboundCount; }
+
+ private:
+  // Binds every still-unbound variable to v; 1, or 0 when a bind fails.
+  int bindRest(int v);
+  void removeUnbound(int i);
+
+  std::int32_t _low;
+  std::int32_t _up;
+  NuvCPIntVarI** _bs;
+  std::int32_t _t;
+  std::int32_t _nbTrue = 0;  // trailed
+  PimStamp _nbTrueStamp;
+  std::int32_t _nbFalse = 0;  // trailed
+  PimStamp _nbFalseStamp;
+  // The unbound indices as a trailed sparse set: _unbound[0.._unboundCount)
+  // holds them, _where[i - low] is i's position. Removal swaps with the last
+  // entry, so only the count needs trailing: a restored count brings the
+  // removed indices back (they still sit past it).
+  std::int32_t* _unbound;
+  std::int32_t* _where;
+  std::int32_t _unboundCount = 0;  // trailed
+  PimStamp _unboundStamp;
+};
+
+// z == the number of b[i] that are 1: bounds of z from the counts, and the
+// rest fixed when z reaches one end.
+class NuvCPSumBoolEqualI : public NuvCPLinRelationI {
+ public:
+  NuvCPSumBoolEqualI(NuvCPManagerI* s, int n, NuvCPIntVarI* const* bs, NuvCPIntVarI* z);
+  std::size_t classSize() const override { return sizeof(NuvCPSumBoolEqualI); }
+  void mark(PimMarker& m) override;
+  void print(std::ostream& os) const override;
+  int propagate() override;
+  int post(int level) override;
+  bool ok() const { return _n == 0 || _bs; }
+
+ private:
+  std::int32_t _n;
+  NuvCPIntVarI** _bs;
+  NuvCPIntVarI* _z;
+};

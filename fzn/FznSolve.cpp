@@ -1,0 +1,122 @@
+#include "fzn/FznSolve.h"
+
+#include <chrono>
+#include <ostream>
+#include <sstream>
+#include <string>
+
+#include "fd/NuvCPManager.h"
+#include "fd/NuvCPManagerI.h"
+#include "fd/NuvCPModule.h"
+#include "fzn/FznBuilder.h"
+#include "fzn/FznOutput.h"
+#include "fzn/FznParser.h"
+#include "host/Rav.h"
+#include "search/NuvSearch.h"
+
+namespace {
+
+std::string fixed3(double seconds) {
+  std::ostringstream os;
+  os.setf(std::ios::fixed);
+  os.precision(3);
+  os << seconds;
+  return os.str();
+}
+
+}  // namespace
+
+int fznRun(const FznOptions& options, std::ostream& out, std::ostream& err,
+           const std::atomic<bool>* stop) {
+  const auto start = std::chrono::steady_clock::now();
+  if (options.threads > 1)
+    err << "fzn-nuvfd: -p " << options.threads << " accepted; the search uses one worker\n";
+  FznModel model = parseFznFile(options.file);
+
+  RavProgram program;
+  program.getMgr()->setTraceLevel(-1);  // stdout carries solutions only
+  PimPropertyDict properties;
+  nuvfdModuleRegistry(&program, &properties);
+  RavRuntime rt(program);
+  NuvNativeObject* storeObject = rt.create("CP$Store", 0);
+  auto* store = static_cast<NuvCPManager*>(storeObject);
+
+  FznBuilder builder(model, rt, storeObject);
+  const bool consistent = builder.build();
+  for (const std::string& w : builder.warnings()) err << w << "\n";
+  const double initTime =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+
+  NuvSearch search(store->store(), store->trail());
+  search.setSeed(options.seed);
+  if (!options.freeSearch)
+    for (const FznSearchPhase& p : builder.phases()) {
+      NuvSearchPhase phase;
+      phase.vars = p.vars;
+      if (!nuvVarSelectFromName(p.varSelect, phase.varSelect))
+        err << model.source(p.pos).toString() << ": warning: variable selection '" << p.varSelect
+            << "' unknown, input_order used\n";
+      if (!nuvValSelectFromName(p.valSelect, phase.valSelect))
+        err << model.source(p.pos).toString() << ": warning: value selection '" << p.valSelect
+            << "' unknown, indomain_min used\n";
+      search.addPhase(std::move(phase));
+    }
+  // Whatever the annotations leave unbound is labelled last, so that every
+  // solution printed is complete. Without annotations: smallest domain first.
+  NuvSearchPhase rest;
+  rest.vars = builder.modelVars();
+  rest.varSelect = builder.phases().empty() || options.freeSearch ? NuvVarSelect::FirstFail
+                                                                   : NuvVarSelect::InputOrder;
+  search.addPhase(std::move(rest));
+
+  const bool optimising = builder.objective() != nullptr;
+  if (optimising)
+    search.setObjective(builder.objective(), model.solve.kind == FznSolveKind::Maximize);
+
+  NuvSearchLimits limits;
+  limits.timeMs = options.timeLimitMs;
+  limits.nodes = options.nodeLimit;
+  limits.failures = options.failLimit;
+  limits.stop = stop;
+  if (!optimising) limits.solutions = options.allSolutions ? 0 : options.solutions;
+  const bool printEach = !optimising || options.allSolutions || options.intermediate;
+
+  std::string last;  // the best solution, when only that one is printed
+  NuvSearch::Outcome outcome = NuvSearch::Outcome::Exhausted;
+  if (consistent) {
+    outcome = search.solve(limits, [&] {
+      if (printEach) {
+        fznPrintSolution(out, builder.outputs());
+        out.flush();
+      } else {
+        std::ostringstream os;
+        fznPrintSolution(os, builder.outputs());
+        last = os.str();
+      }
+      return true;
+    });
+  }
+  if (!printEach) out << last;
+
+  const NuvSearchStats& st = search.stats();
+  if (outcome == NuvSearch::Outcome::Exhausted)
+    out << (st.solutions > 0 ? kFznComplete : kFznUnsat) << "\n";
+  else if (st.solutions == 0)
+    out << kFznUnknown << "\n";
+  if (options.stats) {
+    std::vector<FznStat> stats = {
+        {"initTime", fixed3(initTime)},
+        {"solveTime", fixed3(st.seconds)},
+        {"solutions", std::to_string(st.solutions)},
+        {"variables", std::to_string(store->store()->intVarCount())},
+        {"propagators", std::to_string(builder.constraintCount())},
+        {"nodes", std::to_string(st.nodes)},
+        {"failures", std::to_string(st.failures)},
+        {"peakDepth", std::to_string(st.peakDepth)},
+    };
+    if (optimising && st.solutions > 0) stats.push_back({"objective", std::to_string(search.best())});
+    fznPrintStats(out, stats);
+  }
+  out.flush();
+  return 0;
+}

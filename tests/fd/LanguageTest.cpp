@@ -1,0 +1,235 @@
+// Scripts' view of the module: stores, variables, domains and lists created
+// by class name and used through their method tables only.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "fd/NuvCPManager.h"
+#include "fd/NuvCPModule.h"
+#include "fd/NuvCPNative.h"
+#include "host/PimError.h"
+#include "host/Rav.h"
+
+namespace {
+
+class LanguageTest : public ::testing::Test {
+ protected:
+  LanguageTest() {
+    program.getMgr()->setTraceLevel(-1);
+    nuvfdModuleRegistry(&program, nullptr);
+  }
+  NuvNativeObject* makeStore() { return rt.create("CP$Store", 0); }
+  NuvNativeObject* makeVar(NuvNativeObject* store, int lo, int hi) {
+    rt.push(store);
+    rt.push(lo);
+    rt.push(hi);
+    return rt.create("CP$VarInt", 3);
+  }
+  RavValue call(NuvNativeObject* o, const char* m) { return rt.call(o, m, 0); }
+  RavValue call(NuvNativeObject* o, const char* m, RavValue a) {
+    rt.push(std::move(a));
+    return rt.call(o, m, 1);
+  }
+  RavValue call(NuvNativeObject* o, const char* m, RavValue a, RavValue b) {
+    rt.push(std::move(a));
+    rt.push(std::move(b));
+    return rt.call(o, m, 2);
+  }
+  template <class E>
+  std::string errorOf(const std::function<void()>& f) {
+    try {
+      f();
+    } catch (const E& e) {
+      return e.message();
+    }
+    return "(no error)";
+  }
+
+  RavProgram program;
+  RavRuntime rt{program};
+};
+
+TEST_F(LanguageTest, DecisionsNarrowAndChoicePointsUndoThem) {
+  NuvNativeObject* s = makeStore();
+  NuvNativeObject* x = makeVar(s, 1, 10);
+  EXPECT_EQ(call(x, "getSize").asInt(), 10);
+  EXPECT_EQ(call(s, "push").asInt(), 1);
+  EXPECT_EQ(call(s, "lthen", x, 5).asInt(), 2);
+  EXPECT_EQ(call(s, "diff", x, 2).asInt(), 2);
+  EXPECT_EQ(call(x, "toString").asString(), "(DOM:3)[1,3,4]");
+  EXPECT_FALSE(call(x, "member", 2).asBool());
+  EXPECT_TRUE(call(s, "pop").asBool());
+  EXPECT_EQ(call(x, "getMax").asInt(), 10);
+  EXPECT_TRUE(call(x, "member", 2).asBool());
+  EXPECT_EQ(call(s, "label", x, 7).asInt(), 2);
+  EXPECT_EQ(call(x, "getValue").asInt(), 7);
+  EXPECT_EQ(call(s, "label", x, 8).asInt(), 0);
+  EXPECT_FALSE(call(s, "isConsistent").asBool());
+}
+
+TEST_F(LanguageTest, VariablesFromSetsAndTheirErrors) {
+  NuvNativeObject* s = makeStore();
+  rt.push(s);
+  rt.push(RavIntSet::of({2, 3, 7, 9}));
+  NuvNativeObject* x = rt.create("CP$VarInt", 2);
+  EXPECT_EQ(call(x, "toString").asString(), "(DOM:4)[2,3,7,9]");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { call(x, "getValue"); }),
+            "The CP variable is not bound: it cannot be evaluated to int");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { makeVar(s, 5, 4); }),
+            "The domain is empty upon creation of the decision variable");
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { makeVar(nullptr, 1, 4); }),
+            "var<CP>{int}(null,int,int)");
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { call(x, "addAC5Bind", RavValue()); }),
+            "addAC5Bind(null)");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { call(s, "label", 3, 3); }),
+            "argument 1: expected object, got int");
+  // Bounds beyond the clamping limits are clamped, not refused.
+  rt.push(s);
+  rt.push(std::int64_t{-5000000000});
+  rt.push(std::int64_t{5000000000});
+  NuvNativeObject* wide = rt.create("CP$VarInt", 3);
+  EXPECT_EQ(call(wide, "getMin").asInt(), -1073741823);
+  EXPECT_EQ(call(wide, "getSize").asInt(), 2147483646);
+}
+
+TEST_F(LanguageTest, DomainObject) {
+  NuvNativeObject* s = makeStore();
+  rt.push(s);
+  rt.push(RavIntSet::range(1, 10));
+  NuvNativeObject* d = rt.create("CP$Domain", 2);
+  std::ostringstream os;
+  d->print(os);
+  EXPECT_EQ(os.str(), "dom(1 .. 10)");
+  call(d, "setValue", 4, false);
+  EXPECT_EQ(call(d, "nextValue", 4).asInt(), 5);
+  EXPECT_EQ(call(d, "prevValue", 4).asInt(), 3);
+  EXPECT_THROW(call(d, "member", 11), PimExecutionError);
+
+  rt.push(RavValue());
+  rt.push(RavIntSet::range(1, 10));
+  try {
+    rt.create("CP$Domain", 2);
+    ADD_FAILURE();
+  } catch (const PimNullPointerError& e) {
+    EXPECT_EQ(e.message(), "solver is null");
+    EXPECT_EQ(e.source().file, "Domain constructor");
+  }
+  rt.push(s);
+  rt.push(RavValue());
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { rt.create("CP$Domain", 2); }), "range is null");
+}
+
+TEST_F(LanguageTest, TrailIntListShrinksOnBacktrack) {
+  NuvNativeObject* s = makeStore();
+  rt.push(s);
+  NuvNativeObject* l = rt.create("CP$TrailIntList", 1);
+  for (int i = 0; i < 10; ++i) call(l, "add", i);
+  call(s, "push");
+  for (int i = 10; i < 20; ++i) call(l, "add", i);
+  EXPECT_EQ(call(l, "size").asInt(), 20);
+  call(s, "pop");
+  EXPECT_EQ(call(l, "size").asInt(), 10);
+  EXPECT_EQ(call(l, "get", 9).asInt(), 9);
+  call(l, "add", 42);
+  EXPECT_EQ(call(l, "toString").asString(), "[0,1,2,3,4,5,6,7,8,9,42]");
+  EXPECT_THROW(call(l, "get", 11), PimExecutionError);
+}
+
+TEST_F(LanguageTest, BooleanAndBitVectorVariables) {
+  NuvNativeObject* s = makeStore();
+  rt.push(s);
+  NuvNativeObject* b = rt.create("CP$VarBool", 1);
+  EXPECT_EQ(call(b, "toString").asString(), "[false,true]");
+  EXPECT_EQ(call(s, "label", b, 1).asInt(), 2);
+  EXPECT_EQ(call(b, "getValue").asInt(), 1);
+  rt.push(s);
+  NuvNativeObject* w = rt.create("CP$BitVar", 1);
+  EXPECT_EQ(call(w, "setBit", 3, 1).asInt(), 2);
+  EXPECT_TRUE(call(w, "member", 8).asBool());
+  EXPECT_EQ(call(w, "bindWord", 9).asInt(), 2);
+  EXPECT_EQ(call(w, "getSize").asInt(), 1);
+  EXPECT_THROW(call(w, "bindWord", -1), PimExecutionError);
+  // The connectives take Booleans only.
+  NuvNativeObject* x = makeVar(s, 0, 1);
+  rt.push(b);
+  rt.push(x);
+  rt.push(b);
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { rt.create("CP$LogicAnd", 3); }),
+            "operator&&: the connectives take var<CP>{bool} variables (CP$VarBool)");
+  rt.push(b);
+  rt.push(b);
+  rt.push(RavValue());
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { rt.create("CP$LogicImply", 3); }),
+            "null operator=>(var<CP>{bool},var<CP>{bool})");
+}
+
+TEST_F(LanguageTest, StoresAreIndependent) {
+  NuvNativeObject* s1 = makeStore();
+  NuvNativeObject* s2 = makeStore();
+  NuvNativeObject* x = makeVar(s1, 0, 3);
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { call(s2, "label", x, 1); }),
+            "attempting to label a variable from a different solver.");
+  EXPECT_EQ(call(x, "getSize").asInt(), 4);
+  EXPECT_EQ(call(s1, "getNbIntVars").asInt(), 1);
+  EXPECT_EQ(call(s2, "getNbIntVars").asInt(), 0);
+}
+
+TEST_F(LanguageTest, ConstraintClassesSpellTheSignatureOfANullArgument) {
+  NuvNativeObject* s = makeStore();
+  NuvNativeObject* x = makeVar(s, 0, 9);
+  NuvNativeObject* b = makeVar(s, 0, 1);
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  auto nullError = [&](const char* cls, std::vector<RavValue> args) {
+    return errorOf<PimNullPointerError>([&] { create(cls, std::move(args)); });
+  };
+  EXPECT_EQ(nullError("CP$Equal", {x, RavValue()}), "operator==(var<CP>{int},null)");
+  EXPECT_EQ(nullError("CP$Equal", {RavValue(), x, 3}), "operator==(null,var<CP>{int},int)");
+  EXPECT_EQ(nullError("CP$ReifyEqualc", {x, 3, RavValue()}), "null operator==(var<CP>{int},int)");
+  EXPECT_EQ(nullError("CP$ReifyEqualc", {RavValue(), 3, b}), "var<CP>{bool} operator==(null,int)");
+  EXPECT_EQ(nullError("CP$ReifyLEqual", {x, RavValue(), 2, b}),
+            "var<CP>{bool} operator<=(var<CP>{int},null,int)");
+  EXPECT_EQ(nullError("CP$LinearEquation", {RavIntArray{1, {1}}, RavValue(), 0}),
+            "linearEquation(int[],null,int)");
+  RavObjectArray withHole;
+  withHole.values = {x, nullptr};
+  EXPECT_EQ(nullError("CP$ElementVar", {x, withHole, x}),
+            "element(var<CP>{int},null,var<CP>{int})");
+  // Wrong argument counts and wrong kinds are execution errors naming them.
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$SLEqual", {x, x}); }),
+            "no constructor of CP$SLEqual takes 2 argument(s)");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] {
+              create("CP$LinearEquation", {RavIntArray{1, {1, 2}}, RavObjectArray{1, {x}}, 0});
+            }),
+            "CP$LinearEquation: 2 coefficients for 1 variables");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$Equal", {x, s}); }),
+            "argument 2: expected a variable, got an object of class CP$Store");
+}
+
+TEST_F(LanguageTest, PostingBuildsPropagatorsAndHandlesNameTheirClass) {
+  NuvNativeObject* s = makeStore();
+  NuvNativeObject* x = makeVar(s, 0, 9);
+  NuvNativeObject* y = makeVar(s, 0, 9);
+  rt.push(x);
+  rt.push(y);
+  rt.push(4);
+  NuvNativeObject* c = rt.create("CP$Equal", 3);
+  EXPECT_EQ(call(s, "post", c).asInt(), 2);
+  EXPECT_EQ(call(x, "getMin").asInt(), 4);
+  EXPECT_EQ(call(y, "getMax").asInt(), 5);
+  // A constraint posted to a store its variables do not belong to.
+  NuvNativeObject* other = makeStore();
+  EXPECT_THROW(call(other, "post", c), PimExecutionError);
+  // The handle of a built propagator is an object of its native class.
+  NuvCPMakeHandle maker(rt);
+  NuvCPDaemonI* p = static_cast<NuvCPCstr*>(c)->build(static_cast<NuvCPManager*>(s)->store());
+  NuvNativeObject* h = maker.makeHandle(p);
+  ASSERT_NE(h, nullptr);
+  EXPECT_EQ(h->nativeClass()->name(), "CP$Equal");
+  EXPECT_EQ(static_cast<NuvCPCstrHandle*>(h)->cstr(), p);
+  EXPECT_EQ(maker.makeHandle(nullptr), nullptr);
+}
+
+}  // namespace
