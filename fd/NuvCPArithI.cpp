@@ -32,6 +32,33 @@ std::int64_t isqrt(std::int64_t v) {
   return r;
 }
 
+// a^b for a, b >= 0, saturated at 2^32 (beyond every variable's range).
+std::int64_t powSat(std::int64_t a, std::int64_t b) {
+  constexpr std::int64_t kCap = std::int64_t{1} << 32;
+  if (b == 0) return 1;
+  if (a <= 1) return a;
+  std::int64_t r = 1;
+  for (std::int64_t i = 0; i < b; ++i) {
+    r *= a;
+    if (r >= kCap) return kCap;
+  }
+  return r;
+}
+
+// Largest r >= 0 with r^e <= c (c >= 0, e >= 1).
+std::int64_t iroot(std::int64_t c, std::int64_t e) {
+  std::int64_t lo = 0, hi = c;
+  while (lo < hi) {
+    const std::int64_t mid = lo + (hi - lo + 1) / 2;
+    if (powSat(mid, e) <= c) lo = mid;
+    else hi = mid - 1;
+  }
+  return lo;
+}
+
+// Widest initial range in which a variable is given holes.
+constexpr std::int64_t kMaxHoleSpan = std::int64_t{1} << 20;
+
 // Narrowing helpers that report failure and whether the bounds moved.
 struct Narrow {
   bool failed = false;
@@ -46,8 +73,15 @@ struct Narrow {
     changed = true;
     failed = x->updateMax(toInt(v)) == NuvCPFailure;
   }
+  // A hole in a variable without one makes it build a bit array over its
+  // initial range; for a variable declared over (nearly) all integers that
+  // is hundreds of megabytes, so such holes are left out (the pruning stays
+  // sound, only weaker) and only the ends are removed.
   void remove(NuvCPIntVarI* x, std::int64_t v) {
     if (failed || v < x->getMin() || v > x->getMax() || !x->member(static_cast<int>(v))) return;
+    if (v != x->getMin() && v != x->getMax() && !x->hasDomain() &&
+        std::int64_t{x->getInitialMax()} - x->getInitialMin() > kMaxHoleSpan)
+      return;
     changed = true;
     failed = x->removeValue(static_cast<int>(v)) == NuvCPFailure;
   }
@@ -69,7 +103,58 @@ void forEachValue(const NuvCPIntVarI* x, F f) {
 
 }  // namespace
 
+// ---- sum ----------------------------------------------------------------------------
+
+void NuvCPTernaryEqualI::mark(PimMarker& m) {
+  NuvCPCstrI::mark(m);
+  m.mark(_x);
+  m.mark(_y);
+  m.mark(_z);
+}
+
+void NuvCPTernaryEqualI::print(std::ostream& os) const {
+  _x->print(os);
+  os << " + ";
+  _y->print(os);
+  os << " == ";
+  _z->print(os);
+}
+
+int NuvCPTernaryEqualI::propagate() {
+  // Each pass can only narrow, by at least one value per moved bound, so the
+  // loop ends; in practice two or three passes reach the fixpoint.
+  for (;;) {
+    Narrow n;
+    n.min(_z, std::int64_t{_x->getMin()} + _y->getMin());
+    n.max(_z, std::int64_t{_x->getMax()} + _y->getMax());
+    n.min(_x, std::int64_t{_z->getMin()} - _y->getMax());
+    n.max(_x, std::int64_t{_z->getMax()} - _y->getMin());
+    n.min(_y, std::int64_t{_z->getMin()} - _x->getMax());
+    n.max(_y, std::int64_t{_z->getMax()} - _x->getMin());
+    if (n.failed) return NuvCPFailure;
+    if (!n.changed) break;
+  }
+  if (_x->isBound() && _y->isBound() && _z->isBound())
+    return std::int64_t{_x->getMin()} + _y->getMin() == _z->getMin() ? NuvCPSuccess
+                                                                      : NuvCPFailure;
+  return NuvCPSuspend;
+}
+
+int NuvCPTernaryEqualI::post(int) {
+  const int r = propagate();
+  if (r != NuvCPSuspend) return r;
+  _x->addBounds(this);
+  if (_y != _x) _y->addBounds(this);
+  if (_z != _x && _z != _y) _z->addBounds(this);
+  return r;
+}
+
 // ---- product ------------------------------------------------------------------------
+
+namespace {
+// Domains up to this size are walked value by value (a square's supports).
+constexpr int kWalk = 4096;
+}  // namespace
 
 void NuvCPMultI::mark(PimMarker& m) {
   NuvCPCstrI::mark(m);
@@ -88,18 +173,51 @@ void NuvCPMultI::print(std::ostream& os) const {
 
 int NuvCPMultI::divideInto(NuvCPIntVarI* x, const NuvCPIntVarI* z, const NuvCPIntVarI* y,
                            bool& changed) {
-  if (y->getMin() <= 0 && y->getMax() >= 0) return NuvCPSuspend;
+  // With y = 0 and z = 0 allowed, every x has a support.
+  if (y->member(0) && z->member(0)) return NuvCPSuspend;
+  // Otherwise y != 0 in every solution: on each side of 0, y has one sign,
+  // z / y is monotone in both arguments and its extremes lie at the corners.
+  const std::int64_t yl = y->getMin(), yh = y->getMax();
+  const std::int64_t parts[2][2] = {{yl, std::min<std::int64_t>(-1, yh)},
+                                    {std::max<std::int64_t>(1, yl), yh}};
   const std::int64_t zs[2] = {z->getMin(), z->getMax()};
-  const std::int64_t ys[2] = {y->getMin(), y->getMax()};
   std::int64_t lo = INT64_MAX, hi = INT64_MIN;
-  for (std::int64_t a : zs)
-    for (std::int64_t b : ys) {
-      lo = std::min(lo, ceilDiv(a, b));
-      hi = std::max(hi, floorDiv(a, b));
-    }
+  for (const auto& part : parts) {
+    if (part[0] > part[1]) continue;
+    for (std::int64_t a : zs)
+      for (std::int64_t b : part) {
+        lo = std::min(lo, ceilDiv(a, b));
+        hi = std::max(hi, floorDiv(a, b));
+      }
+  }
+  if (lo > hi) return NuvCPFailure;
   Narrow n;
   n.min(x, lo);
   n.max(x, hi);
+  changed |= n.changed;
+  return n.status();
+}
+
+// Small square: x keeps the values whose square z holds, z the squares of x.
+int NuvCPMultI::squareSupports(bool& changed) {
+  Narrow n;
+  if (_x->getSize() <= kWalk) {
+    forEachValue(_x, [&](int v) {
+      const std::int64_t sq = std::int64_t{v} * v;
+      // Beyond z's maximum the square cannot be narrowed to an int.
+      if (sq > _z->getMax() || !_z->member(static_cast<int>(sq))) n.remove(_x, v);
+      return !n.failed;
+    });
+  }
+  if (!n.failed && _z->getSize() <= kWalk) {
+    forEachValue(_z, [&](int c) {
+      const std::int64_t r = isqrt(c);
+      if (c < 0 || r * r != c ||
+          (!_x->member(static_cast<int>(r)) && !_x->member(static_cast<int>(-r))))
+        n.remove(_z, c);
+      return !n.failed;
+    });
+  }
   changed |= n.changed;
   return n.status();
 }
@@ -120,7 +238,7 @@ int NuvCPMultI::propagate() {
     }
     n.min(_z, lo);
     n.max(_z, hi);
-    if (!n.failed && (_z->getMin() > 0 || _z->getMax() < 0)) {
+    if (!n.failed && !_z->member(0)) {
       n.remove(_x, 0);
       n.remove(_y, 0);
     }
@@ -138,6 +256,7 @@ int NuvCPMultI::propagate() {
       }
       if (s.failed) return NuvCPFailure;
       changed |= s.changed;
+      if (squareSupports(changed) == NuvCPFailure) return NuvCPFailure;
     } else {
       if (divideInto(_x, _z, _y, changed) == NuvCPFailure) return NuvCPFailure;
       if (divideInto(_y, _z, _x, changed) == NuvCPFailure) return NuvCPFailure;
@@ -154,9 +273,11 @@ int NuvCPMultI::propagate() {
 int NuvCPMultI::post(int) {
   const int r = propagate();
   if (r != NuvCPSuspend) return r;
-  _x->addBounds(this);
-  if (_y != _x) _y->addBounds(this);
-  _z->addBounds(this);
+  // Holes matter (0 in any of them, every value of a small square), so any
+  // change wakes the product.
+  _x->addDomain(this);
+  if (_y != _x) _y->addDomain(this);
+  if (_z != _x && _z != _y) _z->addDomain(this);
   return r;
 }
 
@@ -372,7 +493,28 @@ int NuvCPBinaryFunctionI::bounds() {
       n.max(_z, std::min(m, std::max<std::int64_t>(0, xh)));
       break;
     }
-    case Op::Pow: break;
+    case Op::Pow: {
+      // A negative exponent gives -1, 0 or 1 (1 div x^-y); the rules below
+      // hold for y >= 0 only.
+      const std::int64_t yl = _y->getMin(), yh = _y->getMax();
+      if (yl < 0) break;
+      const std::int64_t ax = std::max(xl < 0 ? -xl : xl, xh < 0 ? -xh : xh);
+      // |x^y| <= max|x|^max(y), and 1 covers 0^0 and the powers of -1, 0, 1.
+      const std::int64_t top = std::max<std::int64_t>(1, powSat(ax, yh));
+      n.min(_z, -top);
+      n.max(_z, top);
+      // x^y grows with x and with y once x >= 1.
+      if (xl >= 1) n.min(_z, powSat(xl, yl));
+      if (xl >= 0) n.min(_z, 0);
+      if (!n.failed && yl == yh && yl >= 1) {
+        const std::int64_t zl = _z->getMin(), zh = _z->getMax();
+        const std::int64_t r = iroot(std::max(zl < 0 ? -zl : zl, zh < 0 ? -zh : zh), yl);
+        n.min(_x, -r);
+        n.max(_x, r);
+        if (yl % 2 == 0) n.min(_z, 0);
+      }
+      break;
+    }
     case Op::Min:
       n.min(_z, std::min<std::int64_t>(xl, _y->getMin()));
       n.max(_z, std::min<std::int64_t>(xh, _y->getMax()));

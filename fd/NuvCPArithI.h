@@ -12,9 +12,36 @@
 #include "fd/NuvCPConstraintI.h"
 #include "fd/NuvCPIVarI.h"
 
-// z == x * y (x may be y: a square), bounds consistent: z within the
-// products of the bounds; x and y within the quotients when the divisor
-// excludes 0; 0 removed from x and y when z excludes it.
+// z == x + y, bounds(Z) consistent (exact for a sum of unit terms): each
+// bound is the sum or difference of the others' bounds, repeated to the
+// fixpoint. One run costs O(1) per round. Sums of two bounds fit easily in
+// 64 bits; a bound beyond a variable's range fails rather than wraps.
+// Entailed once two of the three are bound (the third is then bound too).
+class NuvCPTernaryEqualI : public NuvCPCstrI {
+ public:
+  NuvCPTernaryEqualI(NuvCPManagerI* s, NuvCPIntVarI* x, NuvCPIntVarI* y, NuvCPIntVarI* z)
+      : NuvCPCstrI(s, 5), _x(x), _y(y), _z(z) {}
+  std::size_t classSize() const override { return sizeof(NuvCPTernaryEqualI); }
+  void mark(PimMarker& m) override;
+  void print(std::ostream& os) const override;
+  int propagate() override;
+  int post(int level) override;
+
+ private:
+  // All constant.
+  NuvCPIntVarI* _x;
+  NuvCPIntVarI* _y;
+  NuvCPIntVarI* _z;
+};
+
+// z == x * y (x may be y: a square). Bounds consistent over the reals, with
+// the hole at 0 taken into account: z within the products of the bounds; x
+// within z / y, y split into its negative and positive parts, whenever 0 * x
+// cannot give a value of z; 0 removed from x and y when z lacks it. For a
+// square, x within +-sqrt of z's bounds, and while the domains are small
+// every value keeps a support (domain consistent). One run is O(1) per round
+// (O(|x| + |z|) for a small square). Products of two bounds are below 2^61,
+// so nothing wraps; a bound beyond a variable's range fails.
 class NuvCPMultI : public NuvCPCstrI {
  public:
   NuvCPMultI(NuvCPManagerI* s, NuvCPIntVarI* x, NuvCPIntVarI* y, NuvCPIntVarI* z)
@@ -26,12 +53,22 @@ class NuvCPMultI : public NuvCPCstrI {
   int post(int level) override;
 
  private:
-  // x within z / y when y excludes 0; `changed` tells whether x moved.
+  // x within z / y unless 0 * x can give a value of z; `changed` tells
+  // whether x moved.
   static int divideInto(NuvCPIntVarI* x, const NuvCPIntVarI* z, const NuvCPIntVarI* y,
                         bool& changed);
+  int squareSupports(bool& changed);
+  // All constant.
   NuvCPIntVarI* _x;
   NuvCPIntVarI* _y;
   NuvCPIntVarI* _z;
+};
+
+// y == x * x: the product with both factors the same variable.
+class NuvCPSquareI final : public NuvCPMultI {
+ public:
+  NuvCPSquareI(NuvCPManagerI* s, NuvCPIntVarI* x, NuvCPIntVarI* y) : NuvCPMultI(s, x, x, y) {}
+  std::size_t classSize() const override { return sizeof(NuvCPSquareI); }
 };
 
 // y == |x|, domain consistent.
