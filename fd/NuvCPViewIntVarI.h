@@ -41,7 +41,10 @@ class NuvCPViewIntVarI : public NuvCPIntVarI {
   int nextValue(int v) const override { return _y->nextValue(v - _c) + _c; }
   bool memberOfDomain(int v) const override { return _y->memberOfDomain(sub(v)); }
   bool member(int v) const override { return _y->member(sub(v)); }
+  bool memberOfDomainAgain(int v) const override { return _y->memberOfDomainAgain(sub(v)); }
   void ensureDomain() override { _y->ensureDomain(); }
+  // y's domain, in y's terms: a caller that asked hasDomain() must find one.
+  NuvCPDomainI* copyDomain() override { return _y->copyDomain(); }
   bool hasDomain() const override { return _y->hasDomain(); }
   int updateMin(int v) override { return _y->updateMin(sub(v)); }
   int updateMax(int v) override { return _y->updateMax(sub(v)); }
@@ -104,6 +107,13 @@ class NuvCPViewIntVarI : public NuvCPIntVarI {
     _y->setDisequalityWatcher(b, sub(v));
   }
   bool isRemoved(int v) const override { return _y->isRemoved(sub(v)); }
+  NuvCPDomainI* getDomain() const override { return _y->getDomain(); }
+  // y's walk with its base moved by c, so that the values it yields are the
+  // view's.
+  void domainIterator(NuvCPDomainIterator& it) const override {
+    _y->domainIterator(it);
+    it.base += _c;
+  }
 
   sigc::signal<void(int)> minChanged;
   sigc::signal<void(int)> maxChanged;
