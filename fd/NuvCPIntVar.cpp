@@ -7,6 +7,7 @@
 #include "fd/NuvCPCIntVarI.h"
 #include "fd/NuvCPManager.h"
 #include "fd/NuvCPManagerI.h"
+#include "fd/NuvCPSolutionI.h"
 #include "host/PimError.h"
 
 void NuvCPIntVar::print(std::ostream& os) const {
@@ -120,6 +121,30 @@ RavValue mToString(RavRuntime& rt, NuvNativeObject* o, int) {
   return RavValue(os.str());
 }
 
+// The variable's state in a solution.
+const NuvCPIntVarSnapshotI* snapshotIn(RavRuntime& rt, NuvNativeObject* o, const char* method) {
+  if (rt.argIsNull(0)) throw PimNullPointerError(rt.source(), std::string(method) + "(null)");
+  auto* sol = dynamic_cast<NuvCPSolution*>(rt.argObject(0));
+  if (!sol)
+    throw PimExecutionError(rt.source(), std::string(method) + " requires a solution object");
+  const int id = var(rt, o)->getId();
+  const NuvCPIntVarSnapshotI* snap =
+      id < sol->solution()->intCount() ? sol->solution()->intSnapshot(id) : nullptr;
+  if (!snap)
+    throw PimExecutionError(rt.source(), std::string(method) +
+                                             ": the solution has no snapshot of this variable");
+  return snap;
+}
+RavValue mGetSnapshot(RavRuntime& rt, NuvNativeObject* o, int) {
+  return RavValue(snapshotIn(rt, o, "getSnapshot")->value());
+}
+RavValue mGetSnapshotMin(RavRuntime& rt, NuvNativeObject* o, int) {
+  return RavValue(snapshotIn(rt, o, "getSnapshotMin")->getMin());
+}
+RavValue mGetSnapshotMax(RavRuntime& rt, NuvNativeObject* o, int) {
+  return RavValue(snapshotIn(rt, o, "getSnapshotMax")->getMax());
+}
+
 // Subscriptions of script propagators: a handle, and an index for the
 // indexed forms.
 template <void (NuvCPIntVarI::*Add)(NuvCPDaemonI*)>
@@ -162,6 +187,9 @@ const RavMethod kMethods[] = {
     {"member", mMember, 1, 1},
     {"getId", mGetId, 0, 0},
     {"toString", mToString, 0, 0},
+    {"getSnapshot", mGetSnapshot, 1, 1},
+    {"getSnapshotMin", mGetSnapshotMin, 1, 1},
+    {"getSnapshotMax", mGetSnapshotMax, 1, 1},
     {"addDomain", mAddDomain, 1, 1},
     {"addAC5", mAddAC5, 1, 1},
     {"addAC5Index", mAddAC5Index, 2, 2},

@@ -5,6 +5,7 @@
 
 #include "fd/NuvCPConstraintI.h"
 #include "fd/NuvCPManagerI.h"
+#include "fd/NuvCPSolutionI.h"
 #include "host/PimError.h"
 
 NuvCPManager::NuvCPManager(PimAllocator* a, const NuvNativeClass* cls) : NuvNativeObject(a, cls) {
@@ -139,7 +140,22 @@ RavValue mToString(RavRuntime&, NuvNativeObject* o, int) {
   return RavValue(os.str());
 }
 
+RavValue mMakeSolution(RavRuntime& rt, NuvNativeObject* o, int) {
+  auto* sol = static_cast<NuvCPSolutionI*>(self(o)->store()->makeSolution());
+  PimAllocator* a = rt.program().getMgr()->allocator();
+  auto* h = sol ? new (a) NuvCPSolution(a, sol) : nullptr;
+  if (!h) throw PimExecutionError(rt.source(), "out of memory making a solution");
+  return RavValue(static_cast<NuvNativeObject*>(h));
+}
+RavValue mRestore(RavRuntime& rt, NuvNativeObject* o, int) {
+  auto* sol = dynamic_cast<NuvCPSolution*>(rt.argObject(0));
+  if (!sol) throw PimNullPointerError(rt.source(), "restore(null)");
+  return RavValue(sol->solution()->restore(self(o)->store()));
+}
+
 const RavMethod kStoreMethods[] = {
+    {"makeSolution", mMakeSolution, 0, 0},
+    {"restore", mRestore, 1, 1},
     {"post", mPost, 1, 1},
     {"label", mLabel, 2, 2},
     {"diff", mDiff, 2, 2},
@@ -228,3 +244,18 @@ const RavMethodTable kListTable{kListMethods, sizeof(kListMethods) / sizeof(kLis
 }  // namespace
 
 const RavMethodTable* NuvCPTrailIntList::methodTable() { return &kListTable; }
+
+// ---- solutions ------------------------------------------------------------------------
+
+NuvCPSolution::NuvCPSolution(PimAllocator* a, NuvCPSolutionI* s)
+    : NuvNativeObject(a, nativeClassOfSolutions()), _solution(s) {}
+
+const NuvNativeClass* NuvCPSolution::nativeClassOfSolutions() {
+  // Immutable once made: shared by every program and thread.
+  static const NuvNativeClass kClass("CP$Solution", nullptr);
+  return &kClass;
+}
+
+void NuvCPSolution::mark(PimMarker& m) { m.mark(_solution); }
+
+void NuvCPSolution::print(std::ostream& os) const { _solution->print(os); }

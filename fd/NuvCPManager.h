@@ -49,6 +49,25 @@ class NuvCPManager : public NuvNativeObject {
   NuvCPManagerI* _store = nullptr;
 };
 
+class NuvCPSolutionI;
+
+// A solution as scripts hold it: made by the store's "makeSolution" and
+// read through the variables' "getSnapshot", "getSnapshotMin" and
+// "getSnapshotMax". It is not one of the registered classes (scripts never
+// create one by name); its class description belongs to the module.
+class NuvCPSolution : public NuvNativeObject {
+ public:
+  NuvCPSolution(PimAllocator* a, NuvCPSolutionI* s);
+  std::size_t classSize() const override { return sizeof(NuvCPSolution); }
+  void mark(PimMarker& m) override;
+  void print(std::ostream& os) const override;
+  NuvCPSolutionI* solution() const { return _solution; }
+  static const NuvNativeClass* nativeClassOfSolutions();
+
+ private:
+  NuvCPSolutionI* _solution;
+};
+
 // The store language object of argument n (null -> the signature message).
 NuvCPManager* nuvCPArgStore(const NuvCPArgs& args, int n);
 

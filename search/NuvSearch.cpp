@@ -1,12 +1,68 @@
 #include "search/NuvSearch.h"
 
+#include <climits>
 #include <utility>
 
 #include "fd/NuvCPIVarI.h"
 #include "fd/NuvCPManagerI.h"
 #include "fd/NuvCPObjectiveI.h"
+#include "fd/NuvCPSearchControllerI.h"
 #include "fd/NuvCPStatus.h"
 #include "host/NuvTrail.h"
+#include "host/PimAction.h"
+
+namespace {
+
+using Op = NuvSearchDecision::Op;
+
+// The store's controller while a search records: the posts the store
+// records join the search's path.
+class NuvSearchRecorderI final : public NuvCPSearchControllerI {
+ public:
+  NuvSearchRecorderI(PimAllocator* a, NuvSearch* search) : NuvCPSearchControllerI(a), _search(search) {}
+  bool isRecording() const override { return _search != nullptr; }
+  void record(PimAbstractAction* action) override {
+    if (_search) _search->recordAction(action);
+  }
+  // A shaving trial undoes itself within one propagator run and takes no
+  // decision: the path has nothing to forget.
+  void reset(int) override {}
+  void detach() { _search = nullptr; }
+  std::size_t classSize() const override { return sizeof(NuvSearchRecorderI); }
+  void mark(PimMarker& m) override {
+    if (!_search) return;
+    for (const NuvSearchDecision& d : _search->path()) m.mark(d.action);
+    for (const NuvSearchDecision& d : _search->lastPath()) m.mark(d.action);
+  }
+
+ private:
+  NuvSearch* _search;
+};
+
+Op opposite(Op op) {
+  switch (op) {
+    case Op::Label: return Op::Diff;
+    case Op::Diff: return Op::Label;
+    case Op::LessEq: return Op::Greater;
+    case Op::Greater: return Op::LessEq;
+    case Op::Action: break;
+  }
+  return Op::Action;
+}
+
+int applyDecision(NuvCPManagerI* store, Op op, NuvCPIntVarI* x, int value) {
+  switch (op) {
+    case Op::Label: return store->label(x, value);
+    case Op::Diff: return store->diff(x, value);
+    // x <= INT_MAX holds for every variable: nothing to decide.
+    case Op::LessEq: return value == INT32_MAX ? store->status() : store->lthen(x, value + 1);
+    case Op::Greater: return store->gthen(x, value);
+    case Op::Action: break;
+  }
+  return NuvCPFailure;
+}
+
+}  // namespace
 
 bool nuvVarSelectFromName(const std::string& n, NuvVarSelect& out) {
   static const std::pair<const char*, NuvVarSelect> kNames[] = {
@@ -48,7 +104,26 @@ bool nuvValSelectFromName(const std::string& n, NuvValSelect& out) {
   return false;
 }
 
+int nuvSearchReplay(NuvCPManagerI* store, const NuvSearchPath& path) {
+  for (const NuvSearchDecision& d : path) {
+    int r;
+    if (d.op == Op::Action) {
+      r = d.action ? d.action->execute(store) : NuvCPFailure;
+    } else {
+      NuvCPIntVarI* x = store->getIntVar(d.var);
+      r = x ? applyDecision(store, d.op, x, d.value) : NuvCPFailure;
+    }
+    if (r == NuvCPFailure) return NuvCPFailure;
+  }
+  return store->status();
+}
+
 NuvSearch::NuvSearch(NuvCPManagerI* store, NuvTrailI* trail) : _store(store), _trail(trail) {}
+
+NuvSearch::~NuvSearch() {
+  // The recorder is a cell of the store's arena and may outlive the search.
+  if (_recorder) static_cast<NuvSearchRecorderI*>(_recorder)->detach();
+}
 
 void NuvSearch::addPhase(NuvSearchPhase phase) { _phases.push_back(std::move(phase)); }
 
@@ -63,59 +138,104 @@ void NuvSearch::setObjective(NuvCPIntVarI* x, bool maximize) {
   _maximize = maximize;
 }
 
+void NuvSearch::setProgress(std::function<bool(NuvSearch&)> progress, std::int64_t everyNodes) {
+  _progress = std::move(progress);
+  _progressEvery = everyNodes > 0 ? everyNodes : 1;
+}
+
 int NuvSearch::weight(const NuvCPIntVarI* x) const {
   const auto id = static_cast<std::size_t>(x->getId());
   return id < _wdeg.size() ? _wdeg[id] : 0;
 }
 
+int NuvSearch::degree(const NuvCPIntVarI* x) const {
+  const auto id = static_cast<std::size_t>(x->getId());
+  return id < _degree.size() ? _degree[id] : 0;
+}
+
+bool NuvSearch::lastValue(const NuvCPIntVarI* x, int& value) const {
+  const auto id = static_cast<std::size_t>(x->getId());
+  if (!_hasSolution || id >= _solutionMin.size() || _solutionMin[id] != _solutionMax[id]) return false;
+  value = _solutionMin[id];
+  return true;
+}
+
+bool NuvSearch::split(NuvSearchPath& out) {
+  for (Choice& c : _stack) {
+    if (c.delegated) continue;
+    out.assign(_path.begin(), _path.begin() + c.pathSize);
+    out.push_back(NuvSearchDecision{opposite(c.left), c.var->getId(), c.value, nullptr});
+    c.delegated = true;
+    return true;
+  }
+  return false;
+}
+
+void NuvSearch::recordAction(PimAbstractAction* action) {
+  if (action) _path.push_back(NuvSearchDecision{Op::Action, -1, 0, action});
+}
+
 // ---- choices ------------------------------------------------------------------------
 
-NuvCPIntVarI* NuvSearch::selectVar(const NuvSearchPhase& p) {
-  NuvCPIntVarI* best = nullptr;
-  auto degree = [&](const NuvCPIntVarI* x) {
-    const auto id = static_cast<std::size_t>(x->getId());
-    return id < _degree.size() ? _degree[id] : 0;
-  };
-  for (NuvCPIntVarI* x : p.vars) {
-    if (x->isBound()) continue;
-    if (!best) {
-      best = x;
-      if (p.varSelect == NuvVarSelect::InputOrder) return x;
-      continue;
-    }
-    bool better = false;
-    switch (p.varSelect) {
-      case NuvVarSelect::InputOrder: break;
-      case NuvVarSelect::FirstFail: better = x->getSize() < best->getSize(); break;
-      case NuvVarSelect::AntiFirstFail: better = x->getSize() > best->getSize(); break;
-      case NuvVarSelect::Smallest: better = x->getMin() < best->getMin(); break;
-      case NuvVarSelect::Largest: better = x->getMax() > best->getMax(); break;
-      case NuvVarSelect::Occurrence: better = degree(x) > degree(best); break;
-      case NuvVarSelect::MostConstrained:
-        better = x->getSize() < best->getSize() ||
-                 (x->getSize() == best->getSize() && degree(x) > degree(best));
-        break;
-      case NuvVarSelect::MaxRegret:
-        better = x->gapAboveMin() > best->gapAboveMin();
-        break;
-      case NuvVarSelect::DomWDeg: {
-        // size / (w + 1), compared without division
-        const std::int64_t a = std::int64_t{x->getSize()} * (weight(best) + 1);
-        const std::int64_t b = std::int64_t{best->getSize()} * (weight(x) + 1);
-        better = a < b;
-        break;
+NuvCPIntVarI* NuvSearch::selectVar(const NuvSearchPhase& p, Cursor& cursor) {
+  NuvCPIntVarI* const* vars = p.vars.data();
+  const int n = static_cast<int>(p.vars.size());
+  int i = cursor.start;
+  while (i < n && vars[i]->isBound()) ++i;
+  if (i != cursor.start) _trail->assign(cursor.start, cursor.stamp, i);
+  if (i == n) return nullptr;
+  NuvCPIntVarI* best = vars[i];
+  if (p.varSelect == NuvVarSelect::InputOrder) return best;
+
+  if (p.varSelect == NuvVarSelect::DomWDeg) {
+    // size / (weight + 1), compared without division
+    std::int64_t bestSize = best->getSize(), bestWeight = weight(best) + 1;
+    for (++i; i < n; ++i) {
+      NuvCPIntVarI* x = vars[i];
+      if (x->isBound()) continue;
+      const std::int64_t size = x->getSize(), w = weight(x) + 1;
+      if (size * bestWeight < bestSize * w) {
+        best = x;
+        bestSize = size;
+        bestWeight = w;
       }
     }
-    if (better) best = x;
+    return best;
+  }
+  // Every other rule minimises one key; the first of equals wins.
+  auto key = [&](const NuvCPIntVarI* x) -> std::int64_t {
+    switch (p.varSelect) {
+      case NuvVarSelect::FirstFail: return x->getSize();
+      case NuvVarSelect::AntiFirstFail: return -std::int64_t{x->getSize()};
+      case NuvVarSelect::Smallest: return x->getMin();
+      case NuvVarSelect::Largest: return -std::int64_t{x->getMax()};
+      case NuvVarSelect::Occurrence: return -std::int64_t{degree(x)};
+      case NuvVarSelect::MostConstrained:
+        return (std::int64_t{x->getSize()} << 32) - degree(x);
+      case NuvVarSelect::MaxRegret: return -std::int64_t{x->gapAboveMin()};
+      case NuvVarSelect::InputOrder:
+      case NuvVarSelect::DomWDeg: break;
+    }
+    return 0;
+  };
+  std::int64_t bestKey = key(best);
+  for (++i; i < n; ++i) {
+    NuvCPIntVarI* x = vars[i];
+    if (x->isBound()) continue;
+    const std::int64_t k = key(x);
+    if (k < bestKey) {
+      best = x;
+      bestKey = k;
+    }
   }
   return best;
 }
 
-int NuvSearch::selectValue(NuvCPIntVarI* x, NuvValSelect s, Choice::Kind& kind) {
+int NuvSearch::selectValue(NuvCPIntVarI* x, NuvValSelect s, Op& op) {
   const int lo = x->getMin(), hi = x->getMax();
   // Floor of the middle, without overflow.
   const int mid = static_cast<int>((std::int64_t{lo} + hi) >> 1);
-  kind = Choice::Label;
+  op = Op::Label;
   switch (s) {
     case NuvValSelect::Min: return lo;
     case NuvValSelect::Max: return hi;
@@ -136,16 +256,13 @@ int NuvSearch::selectValue(NuvCPIntVarI* x, NuvValSelect s, Choice::Kind& kind) 
       for (int k = pick(_rng); k > 0; --k) v = x->nextValue(v);
       return v;
     }
-    case NuvValSelect::Split: kind = Choice::LessEq; return mid;
-    case NuvValSelect::ReverseSplit: kind = Choice::Greater; return mid;
+    case NuvValSelect::Split: op = Op::LessEq; return mid;
+    case NuvValSelect::ReverseSplit: op = Op::Greater; return mid;
     case NuvValSelect::Interval: {
-      if (static_cast<std::int64_t>(hi) - lo + 1 == x->getSize()) {
-        kind = Choice::LessEq;
-        return mid;
-      }
+      op = Op::LessEq;
+      if (static_cast<std::int64_t>(hi) - lo + 1 == x->getSize()) return mid;
       int end = lo;
       while (x->member(end + 1)) ++end;
-      kind = Choice::LessEq;
       return end;
     }
   }
@@ -153,33 +270,20 @@ int NuvSearch::selectValue(NuvCPIntVarI* x, NuvValSelect s, Choice::Kind& kind) 
 }
 
 bool NuvSearch::select(Choice& c) {
-  for (const NuvSearchPhase& p : _phases) {
-    NuvCPIntVarI* x = selectVar(p);
+  const std::size_t n = _work.size();
+  for (std::size_t i = 0; i < n; ++i) {
+    const NuvSearchPhase& p = _work[i];
+    NuvCPIntVarI* x = selectVar(p, _cursors[i]);
     if (!x) continue;
     c.var = x;
-    c.value = selectValue(x, p.valSelect, c.kind);
+    c.value = selectValue(x, p.valSelect, c.left);
+    c.delegated = false;
     return true;
   }
   return false;
 }
 
-int NuvSearch::applyLeft(const Choice& c) {
-  switch (c.kind) {
-    case Choice::Label: return _store->label(c.var, c.value);
-    case Choice::LessEq: return _store->lthen(c.var, c.value + 1);
-    case Choice::Greater: return _store->gthen(c.var, c.value);
-  }
-  return NuvCPFailure;
-}
-
-int NuvSearch::applyRight(const Choice& c) {
-  switch (c.kind) {
-    case Choice::Label: return _store->diff(c.var, c.value);
-    case Choice::LessEq: return _store->gthen(c.var, c.value);
-    case Choice::Greater: return _store->lthen(c.var, c.value + 1);
-  }
-  return NuvCPFailure;
-}
+int NuvSearch::apply(Op op, NuvCPIntVarI* x, int value) { return applyDecision(_store, op, x, value); }
 
 // ---- the search -------------------------------------------------------------------
 
@@ -188,9 +292,10 @@ bool NuvSearch::limitReached() {
   if (_limits.stop && _limits.stop->load(std::memory_order_relaxed)) return _stopped = true;
   if (_limits.nodes && _stats.nodes >= _limits.nodes) return _stopped = true;
   if (_limits.failures && _stats.failures >= _limits.failures) return _stopped = true;
-  // The clock is read every 64 nodes: cheap, and still well under a
+  // The clock is read once every 64 checks: cheap, and still well under a
   // millisecond between readings.
-  if (_limits.timeMs && (_stats.nodes & 63) == 0) {
+  if (_limits.timeMs && --_clockCountdown <= 0) {
+    _clockCountdown = 64;
     const auto elapsed = std::chrono::steady_clock::now() - _start;
     if (std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count() >= _limits.timeMs)
       return _stopped = true;
@@ -198,25 +303,61 @@ bool NuvSearch::limitReached() {
   return false;
 }
 
+void NuvSearch::countNode() {
+  ++_stats.nodes;
+  const auto depth = static_cast<std::int64_t>(_stack.size());
+  if (depth > _stats.peakDepth) _stats.peakDepth = depth;
+}
+
+void NuvSearch::onFailure(const NuvCPIntVarI* x) {
+  ++_stats.failures;
+  const auto id = static_cast<std::size_t>(x->getId());
+  if (id < _wdeg.size()) ++_wdeg[id];
+}
+
 bool NuvSearch::backtrack() {
   while (!_stack.empty()) {
     const Choice c = _stack.back();
     _stack.pop_back();
     _trail->pop();
+    _path.resize(c.pathSize);  // shrinks: no allocation
+    if (c.delegated) continue;  // another worker owns the right branch
     if (limitReached()) return false;
     // The restart re-imposes the objective's bound (the store's hook).
+    ++_stats.restarts;
     if (!_store->restartPropagation()) {
       ++_stats.failures;
       continue;
     }
-    ++_stats.nodes;
-    if (applyRight(c) != NuvCPFailure) return true;
-    ++_stats.failures;
-    const auto id = static_cast<std::size_t>(c.var->getId());
-    if (_wdeg.size() <= id) _wdeg.resize(id + 1, 0);
-    ++_wdeg[id];
+    const Op right = opposite(c.left);
+    _path.push_back(NuvSearchDecision{right, c.var->getId(), c.value, nullptr});
+    countNode();
+    if (apply(right, c.var, c.value) != NuvCPFailure) return true;
+    onFailure(c.var);
   }
   return false;
+}
+
+void NuvSearch::keepSolution() {
+  ++_stats.solutions;
+  _hasSolution = true;
+  for (std::size_t i = 0; i < _solutionMin.size(); ++i) {
+    const NuvCPIntVarI* x = _store->getIntVar(static_cast<int>(i));
+    _solutionMin[i] = x ? x->getMin() : 0;
+    _solutionMax[i] = x ? x->getMax() : -1;
+  }
+  // The decisions alone may need the objective's bound to bind everything;
+  // the values themselves make the path rebuild the solution on any store.
+  _lastPath = _path;
+  for (std::size_t i = 0; i < _solutionMin.size(); ++i) {
+    const NuvCPIntVarI* x = _store->getIntVar(static_cast<int>(i));
+    if (x && !x->isView() && _solutionMin[i] == _solutionMax[i])
+      _lastPath.push_back(NuvSearchDecision{Op::Label, static_cast<std::int32_t>(i), _solutionMin[i], nullptr});
+  }
+  if (_bound) {
+    _bound->tightenOnSolution();
+    _best = static_cast<std::int64_t>(_bound->getBound());
+  }
 }
 
 NuvSearch::Outcome NuvSearch::solve(const NuvSearchLimits& limits,
@@ -225,69 +366,123 @@ NuvSearch::Outcome NuvSearch::solve(const NuvSearchLimits& limits,
   _stats = NuvSearchStats{};
   _start = std::chrono::steady_clock::now();
   _stopped = false;
-  _haveBest = false;
+  _hasSolution = false;
+  _clockCountdown = 0;
   _stack.clear();
-  // A choice point of the search's own, so that right branches taken at the
-  // top level are undone too and the store ends as it started.
-  _trail->push();
-  // Branch and bound through the store's objective hook, posted inside the
-  // search's own choice point so that it goes with the search.
-  NuvCPCstrI* previousHook = _store->intObjective();
-  NuvCPObjectiveI* objective = nullptr;
-  if (_objective) {
-    if (_maximize)
-      objective = nuvCPNew<NuvCPMaximizeI>(_store->allocator(), _store, _objective);
-    else
-      objective = nuvCPNew<NuvCPMinimizeI>(_store->allocator(), _store, _objective);
-    if (objective) {
-      _store->setIntObjective(objective);
-      _store->post(objective);
+  _path.clear();
+  _lastPath.clear();
+  const std::uint32_t propagationsBefore = _store->propagationCount();
+  const auto varCount = static_cast<std::size_t>(_store->intVarCount());
+  _wdeg.assign(varCount, 0);
+  _solutionMin.assign(varCount, 0);
+  _solutionMax.assign(varCount, -1);
+
+  _work = _phases;
+  if (_work.empty()) {
+    NuvSearchPhase all;
+    all.varSelect = NuvVarSelect::FirstFail;
+    for (std::size_t i = 0; i < varCount; ++i) {
+      NuvCPIntVarI* x = _store->getIntVar(static_cast<int>(i));
+      if (x && !x->isView()) all.vars.push_back(x);
     }
+    _work.push_back(std::move(all));
+  }
+  // The objective is labelled last, towards its better end, so that it is
+  // bound at every solution even when no phase names it.
+  if (_objective) {
+    NuvSearchPhase last;
+    last.vars.push_back(_objective);
+    last.valSelect = _maximize ? NuvValSelect::Max : NuvValSelect::Min;
+    _work.push_back(std::move(last));
   }
 
-  bool alive = objective || !_objective ? _store->isConsistent() && _store->restartPropagation()
-                                        : false;
-  while (alive) {
-    if (limitReached()) break;
-    Choice c;
-    if (!select(c)) {
-      ++_stats.solutions;
-      if (objective) {
-        objective->tightenOnSolution();
-        _best = static_cast<std::int64_t>(objective->getBound());
-        _haveBest = true;
-      }
-      if (!onSolution() || (_limits.solutions && _stats.solutions >= _limits.solutions)) {
-        _stopped = true;
-        break;
-      }
-      // Without an objective the same store state has no other solution;
-      // with one, a better solution lies elsewhere too.
-      alive = backtrack();
-      continue;
+  // A choice point of the search's own, so that right branches taken at the
+  // top level are undone too and the store ends as it started.
+  const std::size_t baseDepth = _trail->depth();
+  _trail->push();
+  // Never moved during the search: the trail holds the cursors' addresses.
+  _cursors.assign(_work.size(), Cursor{0, _trail->stamp()});
+
+  // Branch and bound through the store's objective hook, posted inside the
+  // search's own choice point so that it goes with the search.
+  NuvCPCstrI* const previousHook = _store->intObjective();
+  NuvCPSearchControllerI* const previousController = _store->controller();
+  _bound = nullptr;
+  bool alive = true;
+  if (_objective) {
+    if (_maximize)
+      _bound = nuvCPNew<NuvCPMaximizeI>(_store->allocator(), _store, _objective);
+    else
+      _bound = nuvCPNew<NuvCPMinimizeI>(_store->allocator(), _store, _objective);
+    if (_bound) {
+      _store->setIntObjective(_bound);
+      _store->post(_bound);
+    } else {
+      alive = false;
     }
-    _trail->push();
-    _stack.push_back(c);
-    ++_stats.nodes;
-    if (static_cast<std::int64_t>(_stack.size()) > _stats.peakDepth)
-      _stats.peakDepth = static_cast<std::int64_t>(_stack.size());
-    if (applyLeft(c) == NuvCPFailure) {
-      ++_stats.failures;
-      const auto id = static_cast<std::size_t>(c.var->getId());
-      if (_wdeg.size() <= id) _wdeg.resize(id + 1, 0);
-      ++_wdeg[id];
-      alive = backtrack();
+  } else if (previousHook && previousHook->isObjective()) {
+    _bound = dynamic_cast<NuvCPObjectiveI*>(previousHook);
+  }
+
+  auto finish = [&] {
+    _store->setController(previousController);
+    _trail->popTo(baseDepth);
+    _stack.clear();
+    _store->setIntObjective(previousHook);
+    _stats.propagations = static_cast<std::uint32_t>(_store->propagationCount() - propagationsBefore);
+    _stats.peakTrail = static_cast<std::int64_t>(_trail->peakSize());
+    _stats.seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - _start).count();
+  };
+
+  try {
+    alive = alive && _store->isConsistent() && _store->restartPropagation();
+    if (alive && !_root.empty()) {
+      _path = _root;
+      alive = nuvSearchReplay(_store, _root) != NuvCPFailure;
     }
+    // Installed after the root's replay, whose own posts are in the root.
+    if (_recording) {
+      if (!_recorder)
+        _recorder = nuvCPNew<NuvSearchRecorderI>(_store->allocator(), _store->allocator(), this);
+      if (_recorder) _store->setController(_recorder);
+    }
+    std::int64_t nextProgress = _progress ? _progressEvery : INT64_MAX;
+
+    while (alive && !limitReached()) {
+      if (_stats.nodes >= nextProgress) {
+        nextProgress = _stats.nodes + _progressEvery;
+        if (!_progress(*this)) {
+          _stopped = true;
+          break;
+        }
+      }
+      Choice c;
+      if (!select(c)) {
+        keepSolution();
+        if (!onSolution() || (_limits.solutions && _stats.solutions >= _limits.solutions)) {
+          _stopped = true;
+          break;
+        }
+        // Without an objective this node has no other solution; with one,
+        // a better solution lies elsewhere too.
+        alive = backtrack();
+        continue;
+      }
+      _trail->push();
+      c.pathSize = static_cast<std::uint32_t>(_path.size());
+      _stack.push_back(c);
+      _path.push_back(NuvSearchDecision{c.left, c.var->getId(), c.value, nullptr});
+      countNode();
+      if (apply(c.left, c.var, c.value) == NuvCPFailure) {
+        onFailure(c.var);
+        alive = backtrack();
+      }
+    }
+  } catch (...) {
+    finish();
+    throw;
   }
-  // Leave the store as it was before the search.
-  while (!_stack.empty()) {
-    _stack.pop_back();
-    _trail->pop();
-  }
-  _trail->pop();
-  _store->setIntObjective(previousHook);
-  _store->restartPropagation();
-  _stats.seconds =
-      std::chrono::duration<double>(std::chrono::steady_clock::now() - _start).count();
+  finish();
   return _stopped ? Outcome::Stopped : Outcome::Exhausted;
 }

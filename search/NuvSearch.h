@@ -7,6 +7,12 @@
 // pops it, lets the store re-impose what it must (restartPropagation) and
 // takes the right branch in the parent's choice point, so the trail depth is
 // the number of open left branches.
+//
+// The search keeps the path from the root to the current node as a list of
+// decisions named by variable identifier. A path replays on any store built
+// from the same model, which is how a node is handed to another worker: a
+// worker can give away the right branch of an open choice (split) as a path,
+// and the receiver searches the subtree below it (setRoot).
 #pragma once
 
 #include <atomic>
@@ -17,9 +23,13 @@
 #include <string>
 #include <vector>
 
+#include "host/NuvTrail.h"
+
 class NuvCPIntVarI;
 class NuvCPManagerI;
-class NuvTrailI;
+class NuvCPObjectiveI;
+class NuvCPSearchControllerI;
+class PimAbstractAction;
 
 enum class NuvVarSelect {
   InputOrder,
@@ -59,31 +69,63 @@ struct NuvSearchLimits {
   std::int64_t timeMs = 0;     // 0: none
   std::int64_t nodes = 0;      // 0: none
   std::int64_t failures = 0;   // 0: none
-  std::int64_t solutions = 0;  // 0: none (satisfaction: stop after this many)
-  // Set from outside (e.g. a signal handler) to stop as soon as possible.
+  std::int64_t solutions = 0;  // 0: none (stop after this many)
+  // Set from outside (e.g. a signal handler: the flag is lock-free) to stop
+  // as soon as possible; the last solution found stays readable.
   const std::atomic<bool>* stop = nullptr;
 };
 
 struct NuvSearchStats {
-  std::int64_t nodes = 0;
-  std::int64_t failures = 0;
+  std::int64_t nodes = 0;         // decisions taken, left and right
+  std::int64_t failures = 0;      // decisions and restarts that failed
   std::int64_t solutions = 0;
-  std::int64_t peakDepth = 0;
-  std::int64_t restarts = 0;
+  std::int64_t propagations = 0;  // events and propagator runs of the store
+  std::int64_t peakDepth = 0;     // most open left branches at once
+  std::int64_t peakTrail = 0;     // the trail's peak size
+  std::int64_t restarts = 0;      // restartPropagation after a restore
   double seconds = 0;
 };
+
+// One step of a path. Decisions name their variable by its identifier in
+// the store (its index in the integer-variable table), so that the path
+// replays on another store built from the same model.
+struct NuvSearchDecision {
+  enum Op : std::uint8_t {
+    Label,    // x = value
+    Diff,     // x != value
+    LessEq,   // x <= value
+    Greater,  // x > value
+    Action,   // a post the store recorded during the search
+  };
+  Op op = Label;
+  std::int32_t var = -1;
+  std::int32_t value = 0;
+  PimAbstractAction* action = nullptr;  // Action only
+};
+using NuvSearchPath = std::vector<NuvSearchDecision>;
+
+// Applies a path's steps in order on `store` through its decision
+// operations, each followed by propagation; stops at the first failure.
+// Answers the store's status (0 when a step failed or names a variable the
+// store lacks).
+int nuvSearchReplay(NuvCPManagerI* store, const NuvSearchPath& path);
 
 class NuvSearch {
  public:
   enum class Outcome {
     Exhausted,  // the whole tree was explored: answers are complete
-    Stopped,    // a limit, the stop flag or the callback ended the search
+    Stopped,    // a limit, the stop flag or a callback ended the search
   };
 
   NuvSearch(NuvCPManagerI* store, NuvTrailI* trail);
+  ~NuvSearch();
+  NuvSearch(const NuvSearch&) = delete;
+  NuvSearch& operator=(const NuvSearch&) = delete;
 
   // Phases are searched in order; a variable is labelled by the first phase
   // that holds it. Variables no phase covers stay as propagation leaves them.
+  // Without any phase the search labels every integer variable of the store
+  // (views excepted), smallest domain first, smallest value first.
   void addPhase(NuvSearchPhase phase);
   // How often each variable occurs in constraints (for occurrence and
   // most_constrained); variables absent count 0.
@@ -91,11 +133,24 @@ class NuvSearch {
   // Branch and bound: every solution after the first is strictly better.
   // The search posts a minimise (maximise) objective as the store's hook:
   // tightened at each solution, re-imposed by the store after each restore.
+  // Without this call an objective the store already has is used.
   void setObjective(NuvCPIntVarI* x, bool maximize);
   void setSeed(std::uint64_t seed) { _rng.seed(seed); }
+  // Searches only the subtree below `root` (a path from split() or from
+  // lastPath()); the root's steps are never undone by the search.
+  void setRoot(NuvSearchPath root) { _root = std::move(root); }
+  const NuvSearchPath& root() const { return _root; }
+  // While recording, the search is the store's controller: posts the store
+  // records (those after close()) join the path as Action steps.
+  void setRecording(bool on) { _recording = on; }
+  // Called every `everyNodes` nodes; answering false stops the search. The
+  // place to hand work away with split().
+  void setProgress(std::function<bool(NuvSearch&)> progress, std::int64_t everyNodes);
 
-  // Runs the search. `onSolution` is called with every variable of every
-  // phase bound; it answers false to stop the search.
+  // Runs the search. `onSolution` is called at every solution, with every
+  // variable of every phase bound and the store in the solution's state
+  // (for all solutions, or for each improving one when optimising); it
+  // answers false to stop. The store is left as it was before the search.
   Outcome solve(const NuvSearchLimits& limits, const std::function<bool()>& onSolution);
 
   const NuvSearchStats& stats() const { return _stats; }
@@ -103,38 +158,85 @@ class NuvSearch {
   // The best objective value found (valid when stats().solutions > 0).
   std::int64_t best() const { return _best; }
 
+  // The last solution found (the best, when optimising), kept after the
+  // search whatever stopped it: the value of a variable bound in it.
+  bool hasSolution() const { return _hasSolution; }
+  bool lastValue(const NuvCPIntVarI* x, int& value) const;
+  // The path to the last solution, ending with a Label step for every
+  // variable bound in it: replayed on a store of the same model it rebuilds
+  // that solution, with or without the objective's bound.
+  const NuvSearchPath& lastPath() const { return _lastPath; }
+  // The path to the current node (inside the callbacks).
+  const NuvSearchPath& path() const { return _path; }
+  int depth() const { return static_cast<int>(_stack.size()); }
+
+  // Gives away the right branch of the shallowest open choice that still
+  // has one: `out` becomes the path to that subtree, which this search will
+  // no longer visit. False when no open choice is left.
+  bool split(NuvSearchPath& out);
+
+  // The store's recorder calls this with each post it records.
+  void recordAction(PimAbstractAction* action);
+
  private:
   struct Choice {
     NuvCPIntVarI* var;
-    int value;
-    enum Kind : std::uint8_t { Label, LessEq, Greater } kind;  // the left branch
+    std::int32_t value;
+    std::uint32_t pathSize;  // the path's length before the left branch
+    NuvSearchDecision::Op left;
+    bool delegated;  // its right branch was given away
+  };
+  // The first variable of a phase that may still be unbound. Trailed: the
+  // variables before it stay bound in the whole subtree.
+  struct Cursor {
+    std::int32_t start;
+    PimStamp stamp;
   };
 
   // The next choice, or false when every phase variable is bound.
   bool select(Choice& c);
-  NuvCPIntVarI* selectVar(const NuvSearchPhase& p);
-  int selectValue(NuvCPIntVarI* x, NuvValSelect s, Choice::Kind& kind);
-  int applyLeft(const Choice& c);
-  int applyRight(const Choice& c);
+  NuvCPIntVarI* selectVar(const NuvSearchPhase& p, Cursor& cursor);
+  int selectValue(NuvCPIntVarI* x, NuvValSelect s, NuvSearchDecision::Op& op);
+  int apply(NuvSearchDecision::Op op, NuvCPIntVarI* x, int value);
   // Pops choice points until a right branch can be taken; false when the
   // tree is exhausted.
   bool backtrack();
   bool limitReached();
+  void countNode();
+  void onFailure(const NuvCPIntVarI* x);
+  void keepSolution();
   int weight(const NuvCPIntVarI* x) const;
+  int degree(const NuvCPIntVarI* x) const;
 
   NuvCPManagerI* _store;
   NuvTrailI* _trail;
   std::vector<NuvSearchPhase> _phases;
+  // The phases of the running search: the given ones (or the default) and
+  // the objective last.
+  std::vector<NuvSearchPhase> _work;
+  std::vector<Cursor> _cursors;
   std::vector<Choice> _stack;
+  NuvSearchPath _path;
+  NuvSearchPath _lastPath;
+  NuvSearchPath _root;
   std::vector<int> _degree;  // by variable id
   std::vector<int> _wdeg;    // by variable id: failures under a choice on it
+  std::vector<int> _solutionMin;  // the last solution, by variable id
+  std::vector<int> _solutionMax;
   NuvCPIntVarI* _objective = nullptr;
+  NuvCPObjectiveI* _bound = nullptr;  // the hook branch and bound tightens
   bool _maximize = false;
-  bool _haveBest = false;
+  bool _hasSolution = false;
+  bool _recording = false;
+  NuvCPSearchControllerI* _recorder = nullptr;
   std::int64_t _best = 0;
   std::mt19937_64 _rng{0};
+  std::function<bool(NuvSearch&)> _progress;
+  std::int64_t _progressEvery = 0;
+  std::int64_t _progressCountdown = 0;
   NuvSearchStats _stats;
   NuvSearchLimits _limits;
   std::chrono::steady_clock::time_point _start;
+  int _clockCountdown = 0;
   bool _stopped = false;
 };

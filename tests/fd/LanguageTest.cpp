@@ -163,6 +163,24 @@ TEST_F(LanguageTest, BooleanAndBitVectorVariables) {
             "null operator=>(var<CP>{bool},var<CP>{bool})");
 }
 
+TEST_F(LanguageTest, SolutionsAndSnapshots) {
+  NuvNativeObject* s = makeStore();
+  NuvNativeObject* x = makeVar(s, 0, 9);
+  call(s, "push");
+  call(s, "label", x, 4);
+  RavValue sol = call(s, "makeSolution");
+  call(s, "pop");
+  EXPECT_EQ(call(x, "getSnapshot", sol).asInt(), 4);
+  EXPECT_EQ(call(x, "getSnapshotMax", sol).asInt(), 4);
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { call(x, "getSnapshot", RavValue()); }),
+            "getSnapshot(null)");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { call(x, "getSnapshot", s); }),
+            "getSnapshot requires a solution object");
+  EXPECT_EQ(call(x, "getSize").asInt(), 10);
+  EXPECT_NE(call(s, "restore", sol).asInt(), 0);
+  EXPECT_EQ(call(x, "getValue").asInt(), 4);
+}
+
 TEST_F(LanguageTest, StoresAreIndependent) {
   NuvNativeObject* s1 = makeStore();
   NuvNativeObject* s2 = makeStore();
