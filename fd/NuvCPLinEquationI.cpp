@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <numeric>
 #include <ostream>
+#include <string>
 
 #include "fd/NuvCPManagerI.h"
 #include "host/PimError.h"
@@ -34,20 +36,56 @@ void sumAssert(std::int64_t slow, std::int64_t sup, int line) {
   if (slow > sup) raiseInternalAssertion("SLOW <= SUP", kSource, line);
 }
 
+// Folds |a| into the gcd of the unbound terms' coefficients. Once the gcd is
+// 1 nothing more can be learnt, so the common case costs one comparison.
+void foldGcd(std::int64_t& g, std::int64_t a) {
+  if (g != 1 && a != 0) g = std::gcd(g, a < 0 ? -a : a);
+}
+
+// False when no integer values of the unbound terms can bring the fixed part
+// to 0: every unbound term is a multiple of g. Without this test an equation
+// such as 2x - 2y + 1 == 0 over wide domains would shave one value off each
+// bound per pass of the internal fixpoint, about a billion passes before
+// failing.
+bool zeroOnLattice(std::int64_t fixed, std::int64_t g) { return g <= 1 || fixed % g == 0; }
+
+constexpr std::uint64_t kSumLimit = std::uint64_t{1} << 62;
+
+// The internal fixpoints stop after this many passes. Bounds reasoning on an
+// equation with large coprime coefficients, such as
+// 2147483647x - 2147483646y == 1 over the whole range, can shave a value or
+// two per pass for about 2^31 passes; stopping early is sound (the bounds
+// are only weaker), and since these propagators are idempotent the store
+// does not run them again on their own changes, so the fixpoint ends and
+// the search takes over. Ordinary equations settle in a few passes.
+constexpr int kMaxPasses = 64;
+
+std::uint64_t magnitude(std::int64_t v) {
+  return v < 0 ? std::uint64_t{0} - static_cast<std::uint64_t>(v) : static_cast<std::uint64_t>(v);
+}
+
+// The refusal of a sum that could leave the exact 64-bit range.
+[[noreturn]] void refuseOverflow(const char* what) {
+  throw PimExecutionError(PimSource(kSource, 0),
+                          std::string(what) +
+                              ": coefficients times bounds may exceed 2^62; the constraint is "
+                              "refused rather than propagated on overflowing sums");
+}
+
 }  // namespace
 
 bool nuvCPLinearFits(int n, const int* coefs, NuvCPIntVarI* const* vars, std::int64_t k) {
   // Each |a| * max|x| < 2^31 * 2^30 = 2^61; the running total is checked
   // against 2^62 after every term, so it never wraps either.
-  constexpr std::uint64_t kLimit = std::uint64_t{1} << 62;
-  std::uint64_t total = static_cast<std::uint64_t>(k < 0 ? -k : k);
-  if (total >= kLimit) return false;
+  // A null coefficient array stands for unit coefficients.
+  std::uint64_t total = magnitude(k);
+  if (total >= kSumLimit) return false;
   for (int i = 0; i < n; ++i) {
     const std::int64_t lo = vars[i]->getMin(), hi = vars[i]->getMax();
-    const std::uint64_t m = static_cast<std::uint64_t>(std::max(lo < 0 ? -lo : lo, hi < 0 ? -hi : hi));
-    const std::uint64_t a = static_cast<std::uint64_t>(std::llabs(coefs[i]));
+    const std::uint64_t m = std::max(magnitude(lo), magnitude(hi));
+    const std::uint64_t a = coefs ? magnitude(coefs[i]) : 1;
     total += a * m;  // < 2^61: no wrap
-    if (total >= kLimit) return false;
+    if (total >= kSumLimit) return false;
   }
   return true;
 }
@@ -56,7 +94,7 @@ bool nuvCPLinearFits(int n, const int* coefs, NuvCPIntVarI* const* vars, std::in
 
 NuvCPLinearBaseI::NuvCPLinearBaseI(NuvCPManagerI* s, int n, const int* coefs,
                                    NuvCPIntVarI* const* vars, int k)
-    : NuvCPCstrI(s), _n(n), _k(k) {
+    : NuvCPCstrI(s, 7, true), _n(n), _k(k) {
   PimAllocator* a = s->allocator();
   const auto count = static_cast<std::size_t>(n > 0 ? n : 0);
   _coefs = count ? a->allocateArray<std::int32_t>(count) : nullptr;
@@ -68,6 +106,8 @@ NuvCPLinearBaseI::NuvCPLinearBaseI(NuvCPManagerI* s, int n, const int* coefs,
     _coefs[i] = coefs[i];
     _vars[i] = vars[i];
   }
+  // Bounds only narrow from here on, so sums that fit now always fit.
+  if (!nuvCPLinearFits(n, _coefs, _vars, k)) refuseOverflow("linear constraint");
 }
 
 void NuvCPLinearBaseI::mark(PimMarker& m) {
@@ -85,40 +125,49 @@ void NuvCPLinearBaseI::printTerms(std::ostream& os, const char* header) const {
   os << _k;
 }
 
-void NuvCPLinearBaseI::sums(std::int64_t& slow, std::int64_t& sup) const {
+bool NuvCPLinearBaseI::sums(std::int64_t& slow, std::int64_t& sup) const {
   slow = sup = _k;
+  std::int64_t fixed = _k, g = 0;
   for (int i = 0; i < _n; ++i) {
     const std::int64_t a = _coefs[i];
     const NuvCPIntVarI* x = _vars[i];
+    const int lo = x->getMin(), hi = x->getMax();
+    if (lo == hi) fixed += a * lo;
+    else foldGcd(g, a);
     if (a > 0) {
-      sup += a * x->getMax();
-      slow += a * x->getMin();
+      sup += a * hi;
+      slow += a * lo;
     } else {
-      sup += a * x->getMin();
-      slow += a * x->getMax();
+      sup += a * lo;
+      slow += a * hi;
     }
   }
+  return zeroOnLattice(fixed, g);
 }
 
 void NuvCPLinearBaseI::subscribeBounds() {
   for (int i = 0; i < _n; ++i)
-    if (!_vars[i]->isBound()) _vars[i]->addBounds(this);
+    if (!_vars[i]->isBound() && _coefs[i] != 0) _vars[i]->addBounds(this);
 }
 
 int NuvCPLinearBaseI::propagateEquation() {
-  for (;;) {
+  for (int pass = 1;; ++pass) {
     // Step 1: the sums, reading each variable's bounds once; the unbound
     // terms go to the scratch list with the bounds they had.
-    std::int64_t sup = _k, slow = _k;
+    std::int64_t sup = _k, slow = _k, fixed = _k, g = 0;
     int nf = 0;
     for (int i = 0; i < _n; ++i) {
       NuvCPIntVarI* x = _vars[i];
       const std::int64_t a = _coefs[i];
       const int lo = x->getMin(), hi = x->getMax();
-      if (lo == hi) {
+      // A zero coefficient makes its term a constant 0 (and has no bound to
+      // divide by).
+      if (lo == hi || a == 0) {
         sup += a * lo;
         slow += a * lo;
+        fixed += a * lo;
       } else {
+        foldGcd(g, a);
         if (a > 0) {
           sup += a * hi;
           slow += a * lo;
@@ -131,7 +180,7 @@ int NuvCPLinearBaseI::propagateEquation() {
       }
       sumAssert(slow, sup, 366);
     }
-    if (slow > 0 || sup < 0) return NuvCPFailure;
+    if (slow > 0 || sup < 0 || !zeroOnLattice(fixed, g)) return NuvCPFailure;
     // Step 2: each unbound term within what the others leave it. A
     // variable occurs once, so the bounds read above are still its own.
     bool changed = false;
@@ -158,7 +207,7 @@ int NuvCPLinearBaseI::propagateEquation() {
         if (x->updateMax(toInt(hi)) == NuvCPFailure) return NuvCPFailure;
       }
     }
-    if (!changed) return NuvCPSuspend;
+    if (!changed || pass == kMaxPasses) return NuvCPSuspend;
   }
 }
 
@@ -196,7 +245,7 @@ int NuvCPLinearBaseI::propagateNotEqual() {
   std::int64_t lastA = 0;
   for (int i = 0; i < _n; ++i) {
     NuvCPIntVarI* x = _vars[i];
-    if (x->isBound()) {
+    if (x->isBound() || _coefs[i] == 0) {
       rest += std::int64_t{_coefs[i]} * x->getMin();
     } else {
       ++unbound;
@@ -238,7 +287,7 @@ int NuvCPLinearGEQI::post(int) {
   if (!ok() || propagate() == NuvCPFailure) return NuvCPFailure;
   // Only the bound that can lower the sum's maximum matters.
   for (int i = 0; i < _n; ++i) {
-    if (_vars[i]->isBound()) continue;
+    if (_vars[i]->isBound() || _coefs[i] == 0) continue;
     if (_coefs[i] > 0)
       _vars[i]->addMax(this);
     else
@@ -257,11 +306,20 @@ int NuvCPLinearNotEqualI::propagate() { return propagateNotEqual(); }
 int NuvCPLinearNotEqualI::post(int) {
   if (!ok() || propagate() == NuvCPFailure) return NuvCPFailure;
   for (int i = 0; i < _n; ++i)
-    if (!_vars[i]->isBound()) _vars[i]->addBind(this);
+    if (!_vars[i]->isBound() && _coefs[i] != 0) _vars[i]->addBind(this);
   return propagate();
 }
 
 // ---- reified ------------------------------------------------------------------------
+
+namespace {
+
+// Controls and Booleans hold 0 or 1; any other value would be read as false.
+bool restrictTo01(NuvCPIntVarI* b) {
+  return b->updateMin(0) != NuvCPFailure && b->updateMax(1) != NuvCPFailure;
+}
+
+}  // namespace
 
 void NuvCPLinearEquationReifI::mark(PimMarker& m) {
   NuvCPLinearBaseI::mark(m);
@@ -276,16 +334,24 @@ void NuvCPLinearEquationReifI::print(std::ostream& os) const {
 }
 
 int NuvCPLinearEquationReifI::propagate() {
-  if (_b->isBound()) return _b->getMin() == 1 ? propagateEquation() : propagateNotEqual();
-  std::int64_t slow, sup;
-  sums(slow, sup);
-  if (slow > 0 || sup < 0) return _b->bind(0);
-  if (slow == sup) return _b->bind(1);
-  return NuvCPSuspend;
+  if (!_b->isBound()) {
+    // The control is decided here and the relation it chose is enforced
+    // at once: the propagator is idempotent and is not run again for the
+    // control's own change.
+    std::int64_t slow, sup;
+    if (!sums(slow, sup) || slow > 0 || sup < 0) {
+      if (_b->bind(0) == NuvCPFailure) return NuvCPFailure;
+    } else if (slow == sup) {
+      return _b->bind(1) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
+    } else {
+      return NuvCPSuspend;
+    }
+  }
+  return _b->getMin() == 1 ? propagateEquation() : propagateNotEqual();
 }
 
 int NuvCPLinearEquationReifI::post(int) {
-  if (!ok()) return NuvCPFailure;
+  if (!ok() || !restrictTo01(_b)) return NuvCPFailure;
   const int r = propagate();
   if (r != NuvCPSuspend) return r;
   subscribeBounds();
@@ -307,16 +373,19 @@ void NuvCPLinearGEQReifI::print(std::ostream& os) const {
 
 int NuvCPLinearGEQReifI::propagate() {
   // b false: sum + k <= -1, that is -(sum + k) - 1 >= 0.
-  if (_b->isBound()) return _b->getMin() == 1 ? propagateAtLeast(1, 0) : propagateAtLeast(-1, -1);
-  std::int64_t slow, sup;
-  sums(slow, sup);
-  if (slow >= 0) return _b->bind(1);
-  if (sup < 0) return _b->bind(0);
-  return NuvCPSuspend;
+  if (!_b->isBound()) {
+    std::int64_t slow, sup;
+    (void)sums(slow, sup);  // no lattice test: an inequality has no parity
+    // Either way the relation now holds for every value left: entailed.
+    if (slow >= 0) return _b->bind(1) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
+    if (sup < 0) return _b->bind(0) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
+    return NuvCPSuspend;
+  }
+  return _b->getMin() == 1 ? propagateAtLeast(1, 0) : propagateAtLeast(-1, -1);
 }
 
 int NuvCPLinearGEQReifI::post(int) {
-  if (!ok()) return NuvCPFailure;
+  if (!ok() || !restrictTo01(_b)) return NuvCPFailure;
   const int r = propagate();
   if (r != NuvCPSuspend) return r;
   subscribeBounds();
@@ -327,13 +396,18 @@ int NuvCPLinearGEQReifI::post(int) {
 // ---- unit coefficients ----------------------------------------------------------------
 
 NuvCPLinearPNEquationI::NuvCPLinearPNEquationI(NuvCPManagerI* s, int np, NuvCPIntVarI* const* pos,
-                                               int nn, NuvCPIntVarI* const* neg, std::int64_t k)
-    : NuvCPCstrI(s), _np(np), _nn(nn), _k(k) {
+                                               int nn, NuvCPIntVarI* const* neg, std::int64_t k,
+                                               bool idempotent)
+    : NuvCPCstrI(s, 7, idempotent), _np(np), _nn(nn), _k(k) {
   PimAllocator* a = s->allocator();
   _pos = np > 0 ? a->allocateArray<Entry>(static_cast<std::size_t>(np)) : nullptr;
   _neg = nn > 0 ? a->allocateArray<Entry>(static_cast<std::size_t>(nn)) : nullptr;
   for (int i = 0; _pos && i < np; ++i) _pos[i] = Entry{pos[i], i};
   for (int i = 0; _neg && i < nn; ++i) _neg[i] = Entry{neg[i], i};
+  // Each list's sum and k below 2^62 keeps every sum and difference of a
+  // pass below 2^63.
+  if (!nuvCPLinearFits(np, nullptr, pos, k) || !nuvCPLinearFits(nn, nullptr, neg, 0))
+    refuseOverflow("unit-coefficient equation");
 }
 
 void NuvCPLinearPNEquationI::mark(PimMarker& m) {
@@ -404,7 +478,7 @@ int pnPass(NuvCPLinearPNEquationI::Entry* pos, int np, NuvCPLinearPNEquationI::E
 
 int NuvCPLinearPNEquationI::propagate() {
   bool changed = true;
-  while (changed)
+  for (int pass = 0; changed && pass < kMaxPasses; ++pass)
     if (pnPass(_pos, _np, _neg, _nn, _k, changed) == NuvCPFailure) return NuvCPFailure;
   return NuvCPSuspend;
 }
@@ -484,6 +558,8 @@ int NuvCPSumBoolEqualCstI::post(int) {
   int nbTrue = 0, nbFalse = 0;
   for (int i = _low; i <= _up; ++i) {
     NuvCPIntVarI* x = _bs[i - _low];
+    // The handler reads any bound value other than 1 as false.
+    if (!restrictTo01(x)) return NuvCPFailure;
     if (!x->isBound()) continue;
     removeUnbound(i);
     if (x->getMin() == 1)
@@ -565,6 +641,8 @@ int NuvCPSumBoolEqualI::propagate() {
 
 int NuvCPSumBoolEqualI::post(int) {
   if (!ok()) return NuvCPFailure;
+  for (int i = 0; i < _n; ++i)
+    if (!restrictTo01(_bs[i])) return NuvCPFailure;
   const int r = propagate();
   if (r != NuvCPSuspend) return r;
   for (int i = 0; i < _n; ++i)

@@ -5,9 +5,20 @@
 // bits. Variables hold values within -1073741823..1073741822, so one product
 // stays below 2^61 in magnitude; the sums stay exact as long as the sum of
 // |a[i]| * max|x[i]| plus |k| stays below 2^62, which nuvCPLinearFits()
-// checks. The native classes refuse a constraint that does not fit with an
-// execution error instead of letting a sum wrap, so a bound is never derived
-// from a wrapped value.
+// checks. The constructors (and the native classes) refuse a constraint that
+// does not fit with a PimExecutionError instead of letting a sum wrap, so a
+// bound is never derived from a wrapped value. Bounds only narrow after
+// construction, so a sum that fits then fits for good.
+//
+// Termination: the equations iterate to their own fixpoint inside one call,
+// but at most a fixed number of passes (see kMaxPasses in the source): with
+// large coprime coefficients bounds reasoning may shave one value per pass
+// over a domain of 2^31 values. They are idempotent daemons, so stopping
+// early leaves bounds that are weaker but never wrong, and the store does
+// not rerun them on their own changes. An equation whose unbound
+// coefficients have a gcd that does not divide the bound part fails at once.
+//
+// Zero coefficients are allowed; their variables are not subscribed.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +27,9 @@
 #include "fd/NuvCPConstraintI.h"
 #include "fd/NuvCPIVarI.h"
 
-// True when every sum over these terms is exact in 64 bits.
+// True when every sum over these terms is exact in 64 bits; a null `coefs`
+// stands for unit coefficients. The constructors below check it and throw
+// PimExecutionError when it does not hold.
 bool nuvCPLinearFits(int n, const int* coefs, NuvCPIntVarI* const* vars, std::int64_t k);
 
 // The terms shared by the general classes: n, k, the coefficients and the
@@ -35,9 +48,12 @@ class NuvCPLinearBaseI : public NuvCPCstrI {
 
  protected:
   void printTerms(std::ostream& os, const char* header) const;
-  // SLOW and SUP: the smallest and largest values of the sum plus k.
-  void sums(std::int64_t& slow, std::int64_t& sup) const;
-  // sum + k == 0 to its own fixpoint (bounds).
+  // SLOW and SUP: the smallest and largest values of the sum plus k. The
+  // answer is false when the sum cannot be 0 at all because the gcd of the
+  // unbound terms' coefficients does not divide the bound part.
+  bool sums(std::int64_t& slow, std::int64_t& sup) const;
+  // sum + k == 0 to its own fixpoint (bounds), failing at once when the
+  // gcd of the unbound coefficients does not divide the bound part.
   int propagateEquation();
   // sign * (sum + k) + shift >= 0, one pass (bounds). sign is 1 or -1.
   int propagateAtLeast(int sign, std::int64_t shift);
@@ -91,9 +107,14 @@ class NuvCPLinearNotEqualI : public NuvCPLinearBaseI {
   int post(int level) override;
 };
 
+// The reified forms (FlatZinc's int_lin_eq_reif, int_lin_ne_reif through a
+// negated control, int_lin_le_reif as -sum + rhs >= 0): the control b is an
+// integer variable restricted to 0..1 at post (a Boolean variable does).
+//
 // b <=> sum(a[i] * x[i]) + k == 0. With b true it is the equation, with b
-// false the disequality; while b is open, b is decided as soon as the sum's
-// range excludes 0 or the sum is fixed.
+// false the disequality; while b is open, b is set to 0 as soon as the sum's
+// bounds exclude 0 or the gcd test rules 0 out, and to 1 (entailed) when the
+// sum is fixed at 0. A decided control is acted on in the same call.
 class NuvCPLinearEquationReifI : public NuvCPLinearBaseI {
  public:
   NuvCPLinearEquationReifI(NuvCPManagerI* s, int n, const int* coefs, NuvCPIntVarI* const* vars,
@@ -109,7 +130,9 @@ class NuvCPLinearEquationReifI : public NuvCPLinearBaseI {
   NuvCPIntVarI* _b;
 };
 
-// b <=> sum(a[i] * x[i]) + k >= 0. With b false: sum + k <= -1.
+// b <=> sum(a[i] * x[i]) + k >= 0. With b false: sum + k <= -1. With b open,
+// b is decided (and the propagator entailed) once the sum's bounds lie on one
+// side of 0.
 class NuvCPLinearGEQReifI : public NuvCPLinearBaseI {
  public:
   NuvCPLinearGEQReifI(NuvCPManagerI* s, int n, const int* coefs, NuvCPIntVarI* const* vars, int k,
@@ -125,9 +148,14 @@ class NuvCPLinearGEQReifI : public NuvCPLinearBaseI {
   NuvCPIntVarI* _b;
 };
 
-// sum(P) - sum(N) + k == 0 with unit coefficients. Each list entry carries a
-// 32-bit word: the variable's position in the caller's arrays, kept for
-// printing and for mapping the constraint back to its arguments.
+// sum(P) - sum(N) + k == 0 with unit coefficients, bounds reasoning over
+// both lists to its own fixpoint (capped like the general equation). Each
+// list entry carries a 32-bit word: the variable's position in the caller's
+// arrays, kept for mapping the constraint back to its arguments. A variable
+// should appear once over both lists (the expression layer merges like
+// terms): a repeated one stays sound but can converge slowly. The constant
+// and each list's sum must stay below 2^62 in magnitude (else the
+// constructor throws PimExecutionError).
 class NuvCPLinearPNEquationI : public NuvCPCstrI {
  public:
   struct Entry {
@@ -135,7 +163,8 @@ class NuvCPLinearPNEquationI : public NuvCPCstrI {
     std::int32_t word;
   };
   NuvCPLinearPNEquationI(NuvCPManagerI* s, int np, NuvCPIntVarI* const* pos, int nn,
-                         NuvCPIntVarI* const* neg, std::int64_t k);
+                         NuvCPIntVarI* const* neg, std::int64_t k)
+      : NuvCPLinearPNEquationI(s, np, pos, nn, neg, k, true) {}
   std::size_t classSize() const override { return sizeof(NuvCPLinearPNEquationI); }
   void mark(PimMarker& m) override;
   void print(std::ostream& os) const override;
@@ -144,6 +173,8 @@ class NuvCPLinearPNEquationI : public NuvCPCstrI {
   bool ok() const { return (_np == 0 || _pos) && (_nn == 0 || _neg); }
 
  protected:
+  NuvCPLinearPNEquationI(NuvCPManagerI* s, int np, NuvCPIntVarI* const* pos, int nn,
+                         NuvCPIntVarI* const* neg, std::int64_t k, bool idempotent);
   void printAs(std::ostream& os, const char* header) const;
   Entry* _pos;
   std::int32_t _np;
@@ -153,10 +184,13 @@ class NuvCPLinearPNEquationI : public NuvCPCstrI {
 };
 
 // The same relation; it propagates one pass per call and leaves the
-// fixpoint to the store (cheaper per call on long sums that rarely move).
+// fixpoint to the store (cheaper per call on long sums that rarely move), so
+// it is not idempotent.
 class NuvCPLinearPNEquationCI : public NuvCPLinearPNEquationI {
  public:
-  using NuvCPLinearPNEquationI::NuvCPLinearPNEquationI;
+  NuvCPLinearPNEquationCI(NuvCPManagerI* s, int np, NuvCPIntVarI* const* pos, int nn,
+                          NuvCPIntVarI* const* neg, std::int64_t k)
+      : NuvCPLinearPNEquationI(s, np, pos, nn, neg, k, false) {}
   std::size_t classSize() const override { return sizeof(NuvCPLinearPNEquationCI); }
   void print(std::ostream& os) const override;
   int propagate() override;
