@@ -4,24 +4,10 @@
 #include <cmath>
 #include <ostream>
 
+#include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPManagerI.h"
 
 namespace {
-
-int toInt(std::int64_t v) {
-  return v < INT32_MIN ? INT32_MIN : v > INT32_MAX ? INT32_MAX : static_cast<int>(v);
-}
-
-std::int64_t floorDiv(std::int64_t a, std::int64_t b) {
-  std::int64_t q = a / b;
-  if (q * b != a && ((a < 0) != (b < 0))) --q;
-  return q;
-}
-std::int64_t ceilDiv(std::int64_t a, std::int64_t b) {
-  std::int64_t q = a / b;
-  if (q * b != a && ((a < 0) == (b < 0))) ++q;
-  return q;
-}
 
 // Largest r with r * r <= v (v >= 0).
 std::int64_t isqrt(std::int64_t v) {
@@ -66,12 +52,12 @@ struct Narrow {
   void min(NuvCPIntVarI* x, std::int64_t v) {
     if (failed || v <= x->getMin()) return;
     changed = true;
-    failed = x->updateMin(toInt(v)) == NuvCPFailure;
+    failed = x->updateMin(nuvCPClampInt(v)) == NuvCPFailure;
   }
   void max(NuvCPIntVarI* x, std::int64_t v) {
     if (failed || v >= x->getMax()) return;
     changed = true;
-    failed = x->updateMax(toInt(v)) == NuvCPFailure;
+    failed = x->updateMax(nuvCPClampInt(v)) == NuvCPFailure;
   }
   // A hole in a variable without one makes it build a bit array over its
   // initial range; for a variable declared over (nearly) all integers that
@@ -88,18 +74,6 @@ struct Narrow {
   int status() const { return failed ? NuvCPFailure : NuvCPSuspend; }
 };
 
-template <class F>
-void forEachValue(const NuvCPIntVarI* x, F f) {
-  int v = x->getMin();
-  for (;;) {
-    const int max = x->getMax();
-    if (v > max) return;
-    const bool last = v == max;
-    const int next = last ? v : x->nextValue(v);
-    if (!f(v) || last) return;
-    v = next;
-  }
-}
 
 }  // namespace
 
@@ -186,8 +160,8 @@ int NuvCPMultI::divideInto(NuvCPIntVarI* x, const NuvCPIntVarI* z, const NuvCPIn
     if (part[0] > part[1]) continue;
     for (std::int64_t a : zs)
       for (std::int64_t b : part) {
-        lo = std::min(lo, ceilDiv(a, b));
-        hi = std::max(hi, floorDiv(a, b));
+        lo = std::min(lo, nuvCPCeilDiv(a, b));
+        hi = std::max(hi, nuvCPFloorDiv(a, b));
       }
   }
   if (lo > hi) return NuvCPFailure;
@@ -202,7 +176,7 @@ int NuvCPMultI::divideInto(NuvCPIntVarI* x, const NuvCPIntVarI* z, const NuvCPIn
 int NuvCPMultI::squareSupports(bool& changed) {
   Narrow n;
   if (_x->getSize() <= kWalk) {
-    forEachValue(_x, [&](int v) {
+    nuvCPForEachValue(_x, [&](int v) {
       const std::int64_t sq = std::int64_t{v} * v;
       // Beyond z's maximum the square cannot be narrowed to an int.
       if (sq > _z->getMax() || !_z->member(static_cast<int>(sq))) n.remove(_x, v);
@@ -210,7 +184,7 @@ int NuvCPMultI::squareSupports(bool& changed) {
     });
   }
   if (!n.failed && _z->getSize() <= kWalk) {
-    forEachValue(_z, [&](int c) {
+    nuvCPForEachValue(_z, [&](int c) {
       const std::int64_t r = isqrt(c);
       if (c < 0 || r * r != c ||
           (!_x->member(static_cast<int>(r)) && !_x->member(static_cast<int>(-r))))
@@ -263,7 +237,7 @@ int NuvCPMultI::propagate() {
     }
     if (_x->isBound() && _y->isBound()) {
       const std::int64_t v = std::int64_t{_x->getMin()} * _y->getMin();
-      return _z->bind(toInt(v)) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
+      return _z->bind(nuvCPClampInt(v)) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
     }
     if (!changed) break;
   }
@@ -314,11 +288,11 @@ int NuvCPAbsI::propagate() {
     if (n.failed) return NuvCPFailure;
     // Holes, while the domains are small enough to walk.
     if (_x->getSize() <= 4096 && _y->getSize() <= 4096) {
-      forEachValue(_y, [&](int v) {
+      nuvCPForEachValue(_y, [&](int v) {
         if (!_x->member(v) && !_x->member(-v)) n.remove(_y, v);
         return !n.failed;
       });
-      forEachValue(_x, [&](int v) {
+      nuvCPForEachValue(_x, [&](int v) {
         if (!_y->member(v < 0 ? -v : v)) n.remove(_x, v);
         return !n.failed;
       });
@@ -396,9 +370,9 @@ int NuvCPBinaryFunctionI::enumerate() {
   // place, so nothing is allocated.
   Narrow n;
   std::int64_t zlo = INT64_MAX, zhi = INT64_MIN;
-  forEachValue(_x, [&](int a) {
+  nuvCPForEachValue(_x, [&](int a) {
     bool supported = false;
-    forEachValue(_y, [&](int b) {
+    nuvCPForEachValue(_y, [&](int b) {
       std::int64_t f;
       if (apply(_op, a, b, f) && f >= _z->getMin() && f <= _z->getMax() &&
           _z->member(static_cast<int>(f))) {
@@ -412,9 +386,9 @@ int NuvCPBinaryFunctionI::enumerate() {
     return !n.failed;
   });
   if (n.failed || zlo > zhi) return NuvCPFailure;
-  forEachValue(_y, [&](int b) {
+  nuvCPForEachValue(_y, [&](int b) {
     bool supported = false;
-    forEachValue(_x, [&](int a) {
+    nuvCPForEachValue(_x, [&](int a) {
       std::int64_t f;
       supported = apply(_op, a, b, f) && f >= _z->getMin() && f <= _z->getMax() &&
                   _z->member(static_cast<int>(f));
@@ -428,10 +402,10 @@ int NuvCPBinaryFunctionI::enumerate() {
   if (n.failed) return NuvCPFailure;
   // Holes of z, while walking them stays cheap.
   if (std::int64_t{_z->getSize()} * _x->getSize() * _y->getSize() <= 16 * kEnumerate) {
-    forEachValue(_z, [&](int c) {
+    nuvCPForEachValue(_z, [&](int c) {
       bool supported = false;
-      forEachValue(_x, [&](int a) {
-        forEachValue(_y, [&](int b) {
+      nuvCPForEachValue(_x, [&](int a) {
+        nuvCPForEachValue(_y, [&](int b) {
           std::int64_t f;
           supported = apply(_op, a, b, f) && f == c;
           return !supported;
@@ -539,7 +513,7 @@ int NuvCPBinaryFunctionI::propagate() {
   if (_x->isBound() && _y->isBound()) {
     std::int64_t f;
     if (!apply(_op, _x->getMin(), _y->getMin(), f)) return NuvCPFailure;
-    return _z->bind(toInt(f)) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
+    return _z->bind(nuvCPClampInt(f)) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
   }
   if (std::int64_t{_x->getSize()} * _y->getSize() <= kEnumerate) return enumerate();
   return bounds();

@@ -4,25 +4,12 @@
 #include <array>
 #include <ostream>
 
+#include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPManagerI.h"
 #include "host/PimError.h"
 
 namespace {
 
-// Calls f(v) for every value of x in increasing order; f may narrow x (the
-// next value is read before the call). Stops early when f returns false.
-template <class F>
-void forEachValue(const NuvCPIntVarI* x, F f) {
-  int v = x->getMin();
-  for (;;) {
-    const int max = x->getMax();
-    if (v > max) return;
-    const bool last = v == max;
-    const int next = last ? v : x->nextValue(v);
-    if (!f(v) || last) return;
-    v = next;
-  }
-}
 
 // Whether x and y share a value.
 bool intersects(const NuvCPIntVarI* x, const NuvCPIntVarI* y) {
@@ -30,7 +17,7 @@ bool intersects(const NuvCPIntVarI* x, const NuvCPIntVarI* y) {
   const NuvCPIntVarI* small = x->getSize() <= y->getSize() ? x : y;
   const NuvCPIntVarI* big = small == x ? y : x;
   bool found = false;
-  forEachValue(small, [&](int v) {
+  nuvCPForEachValue(small, [&](int v) {
     found = big->member(v);
     return !found;
   });
@@ -81,7 +68,7 @@ int NuvCPElementBCI::post(int) {
   _pairs = store()->allocator()->allocateArray<Pair>(static_cast<std::size_t>(_x->getSize()));
   if (!_pairs) return NuvCPFailure;
   _m = 0;
-  forEachValue(_x, [&](int i) {
+  nuvCPForEachValue(_x, [&](int i) {
     _pairs[_m++] = Pair{i, _a.at(i)};
     return true;
   });
@@ -175,7 +162,7 @@ int NuvCPElementACI::post(int) {
   // z within the values the index can still select, then x within the
   // indices whose value z still has.
   _nd = 0;
-  forEachValue(_x, [&](int i) {
+  nuvCPForEachValue(_x, [&](int i) {
     _distinct[_nd++] = _a.at(i);
     _smallest = std::min(_smallest, _a.at(i));
     _largest = std::max(_largest, _a.at(i));
@@ -186,7 +173,7 @@ int NuvCPElementACI::post(int) {
   if (_z->updateMin(_smallest) == NuvCPFailure || _z->updateMax(_largest) == NuvCPFailure)
     return NuvCPFailure;
   int r = NuvCPSuspend;
-  forEachValue(_x, [&](int i) {
+  nuvCPForEachValue(_x, [&](int i) {
     if (!_z->member(_a.at(i))) r = _x->removeValue(i);
     return r != NuvCPFailure;
   });
@@ -209,7 +196,7 @@ int NuvCPElementACI::post(int) {
     _next[i - _a.low] = _first[k];
     _first[k] = i;
   }
-  forEachValue(_z, [&](int w) {
+  nuvCPForEachValue(_z, [&](int w) {
     const int k = rankOf(w);
     if (k < 0 || _counts[k].count == 0) r = _z->removeValue(w);
     return r != NuvCPFailure;
@@ -303,7 +290,7 @@ int NuvCPElementVarBCI::propagate() {
     }
     int lo = INT32_MAX, hi = INT32_MIN, r = NuvCPSuspend;
     const int zmin = _z->getMin(), zmax = _z->getMax();
-    forEachValue(_x, [&](int i) {
+    nuvCPForEachValue(_x, [&](int i) {
       const NuvCPIntVarI* y = _vars[i - _low];
       if (y->getMax() < zmin || y->getMin() > zmax) {
         r = _x->removeValue(i);
@@ -337,27 +324,27 @@ int NuvCPElementVarACI::propagate() {
     if (_x->isBound()) {
       NuvCPIntVarI* y = _vars[_x->getMin() - _low];
       int r = NuvCPSuspend;
-      forEachValue(y, [&](int w) {
+      nuvCPForEachValue(y, [&](int w) {
         if (!_z->member(w)) r = y->removeValue(w);
         return r != NuvCPFailure;
       });
       if (r == NuvCPFailure) return r;
-      forEachValue(_z, [&](int w) {
+      nuvCPForEachValue(_z, [&](int w) {
         if (!y->member(w)) r = _z->removeValue(w);
         return r != NuvCPFailure;
       });
       return r;
     }
     int r = NuvCPSuspend;
-    forEachValue(_x, [&](int i) {
+    nuvCPForEachValue(_x, [&](int i) {
       if (!intersects(_vars[i - _low], _z)) r = _x->removeValue(i);
       return r != NuvCPFailure;
     });
     if (r == NuvCPFailure) return r;
     if (_x->isBound()) continue;
-    forEachValue(_z, [&](int w) {
+    nuvCPForEachValue(_z, [&](int w) {
       bool supported = false;
-      forEachValue(_x, [&](int i) {
+      nuvCPForEachValue(_x, [&](int i) {
         supported = _vars[i - _low]->member(w);
         return !supported;
       });
@@ -510,8 +497,8 @@ int NuvCPElementGridI::propagate() {
   // A missing third dimension is a single index at its low end.
   const bool three = _dims == 3;
   int lo = INT32_MAX, hi = INT32_MIN;
-  forEachValue(_idx[0], [&](int i) {
-    forEachValue(_idx[1], [&](int j) {
+  nuvCPForEachValue(_idx[0], [&](int i) {
+    nuvCPForEachValue(_idx[1], [&](int j) {
       auto visit = [&](int k) {
         const int v = cell(i, j, k);
         if (!_z->member(v)) return true;
@@ -523,7 +510,7 @@ int NuvCPElementGridI::propagate() {
         return true;
       };
       if (three)
-        forEachValue(_idx[2], visit);
+        nuvCPForEachValue(_idx[2], visit);
       else
         visit(_low[2]);
       return true;
@@ -537,7 +524,7 @@ int NuvCPElementGridI::propagate() {
   bool allBound = true;
   for (int d = 0; d < _dims && r != NuvCPFailure; ++d) {
     NuvCPIntVarI* x = _idx[d];
-    forEachValue(x, [&](int i) {
+    nuvCPForEachValue(x, [&](int i) {
       if (!_seen[d][i - _low[d]]) r = x->removeValue(i);
       return r != NuvCPFailure;
     });

@@ -6,31 +6,13 @@
 #include <ostream>
 #include <string>
 
+#include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPManagerI.h"
 #include "host/PimError.h"
 
 namespace {
 
 const char* const kSource = "..\\..\\fd\\NuvCPLinEquationI";
-
-// Exact floor and ceiling of a / b (b != 0) in 64 bits: the truncating
-// quotient corrected by one when it does not reach the dividend.
-std::int64_t floorDiv(std::int64_t a, std::int64_t b) {
-  std::int64_t q = a / b;
-  if (q * b != a && ((a < 0) != (b < 0))) --q;
-  return q;
-}
-std::int64_t ceilDiv(std::int64_t a, std::int64_t b) {
-  std::int64_t q = a / b;
-  if (q * b != a && ((a < 0) == (b < 0))) ++q;
-  return q;
-}
-
-// A 64-bit bound as an int: beyond the int range it is beyond every domain,
-// so clamping it keeps the narrowing's outcome.
-int toInt(std::int64_t v) {
-  return v < INT32_MIN ? INT32_MIN : v > INT32_MAX ? INT32_MAX : static_cast<int>(v);
-}
 
 void sumAssert(std::int64_t slow, std::int64_t sup, int line) {
   if (slow > sup) raiseInternalAssertion("SLOW <= SUP", kSource, line);
@@ -191,20 +173,20 @@ int NuvCPLinearBaseI::propagateEquation() {
       std::int64_t lo, hi;
       if (a > 0) {
         const std::int64_t rp = sup - a * M, rm = slow - a * m;
-        lo = ceilDiv(-rp, a);
-        hi = floorDiv(-rm, a);
+        lo = nuvCPCeilDiv(-rp, a);
+        hi = nuvCPFloorDiv(-rm, a);
       } else {
         const std::int64_t rp = sup - a * m, rm = slow - a * M;
-        lo = ceilDiv(-rm, a);
-        hi = floorDiv(-rp, a);
+        lo = nuvCPCeilDiv(-rm, a);
+        hi = nuvCPFloorDiv(-rp, a);
       }
       if (lo > m) {
         changed = true;
-        if (x->updateMin(toInt(lo)) == NuvCPFailure) return NuvCPFailure;
+        if (x->updateMin(nuvCPClampInt(lo)) == NuvCPFailure) return NuvCPFailure;
       }
       if (hi < M) {
         changed = true;
-        if (x->updateMax(toInt(hi)) == NuvCPFailure) return NuvCPFailure;
+        if (x->updateMax(nuvCPClampInt(hi)) == NuvCPFailure) return NuvCPFailure;
       }
     }
     if (!changed || pass == kMaxPasses) return NuvCPSuspend;
@@ -228,11 +210,11 @@ int NuvCPLinearBaseI::propagateAtLeast(int sign, std::int64_t shift) {
     if (b.lo == b.hi) continue;
     const std::int64_t a = sign * std::int64_t{_coefs[i]};
     if (a > 0) {
-      const std::int64_t v = ceilDiv(-(sup - a * b.hi), a);
-      if (v > b.lo && _vars[i]->updateMin(toInt(v)) == NuvCPFailure) return NuvCPFailure;
+      const std::int64_t v = nuvCPCeilDiv(-(sup - a * b.hi), a);
+      if (v > b.lo && _vars[i]->updateMin(nuvCPClampInt(v)) == NuvCPFailure) return NuvCPFailure;
     } else if (a < 0) {
-      const std::int64_t v = floorDiv(-(sup - a * b.lo), a);
-      if (v < b.hi && _vars[i]->updateMax(toInt(v)) == NuvCPFailure) return NuvCPFailure;
+      const std::int64_t v = nuvCPFloorDiv(-(sup - a * b.lo), a);
+      if (v < b.hi && _vars[i]->updateMax(nuvCPClampInt(v)) == NuvCPFailure) return NuvCPFailure;
     }
   }
   return NuvCPSuspend;
@@ -256,7 +238,7 @@ int NuvCPLinearBaseI::propagateNotEqual() {
   if (unbound > 1) return NuvCPSuspend;
   if (unbound == 1) {
     if (rest % lastA != 0) return NuvCPSuspend;
-    return last->removeValue(toInt(-rest / lastA)) != NuvCPFailure ? NuvCPSuspend : NuvCPFailure;
+    return last->removeValue(nuvCPClampInt(-rest / lastA)) != NuvCPFailure ? NuvCPSuspend : NuvCPFailure;
   }
   return rest == 0 ? NuvCPFailure : NuvCPSuccess;
 }
@@ -456,7 +438,7 @@ int pnPass(NuvCPLinearPNEquationI::Entry* pos, int np, NuvCPLinearPNEquationI::E
     const std::int64_t m = x->getMin(), M = x->getMax();
     const std::int64_t lo = M - sup, hi = m - slow;
     const std::int64_t nlo = lo > m ? lo : m, nhi = hi < M ? hi : M;
-    if (x->updateMin(toInt(nlo)) == NuvCPFailure || x->updateMax(toInt(nhi)) == NuvCPFailure)
+    if (x->updateMin(nuvCPClampInt(nlo)) == NuvCPFailure || x->updateMax(nuvCPClampInt(nhi)) == NuvCPFailure)
       return NuvCPFailure;
     if (nlo > m || nhi < M) changed = true;
   }
@@ -467,7 +449,7 @@ int pnPass(NuvCPLinearPNEquationI::Entry* pos, int np, NuvCPLinearPNEquationI::E
     // rest + (-y) with rest in [slow + M, sup + m]: y >= slow + M, y <= sup + m.
     const std::int64_t lo = slow + M, hi = sup + m;
     const std::int64_t nlo = lo > m ? lo : m, nhi = hi < M ? hi : M;
-    if (y->updateMin(toInt(nlo)) == NuvCPFailure || y->updateMax(toInt(nhi)) == NuvCPFailure)
+    if (y->updateMin(nuvCPClampInt(nlo)) == NuvCPFailure || y->updateMax(nuvCPClampInt(nhi)) == NuvCPFailure)
       return NuvCPFailure;
     if (nlo > m || nhi < M) changed = true;
   }

@@ -18,12 +18,10 @@
 
 #include "fd/NuvCPConstraintI.h"
 #include "fd/NuvCPIVarI.h"
+#include "fd/NuvCPIntMath.h"
 
 // a + b clamped to the int range.
-inline int nuvCPAdd(std::int64_t a, std::int64_t b) {
-  const std::int64_t s = a + b;
-  return s < INT32_MIN ? INT32_MIN : s > INT32_MAX ? INT32_MAX : static_cast<int>(s);
-}
+inline int nuvCPAdd(std::int64_t a, std::int64_t b) { return nuvCPClampInt(a + b); }
 
 // ---- x == y + k and friends -----------------------------------------------------------
 

@@ -11,6 +11,7 @@
 
 #include "fd/NuvCPCIntVarI.h"
 #include "fd/NuvCPIVarI.h"
+#include "fd/NuvCPIntMath.h"
 
 class NuvCPViewIntVarSnapshotI : public NuvCPIntVarSnapshotI {
  public:
@@ -124,10 +125,7 @@ class NuvCPViewIntVarI : public NuvCPIntVarI {
 
  private:
   // v - c, clamped: beyond the int range it is beyond y's domain too.
-  int sub(int v) const {
-    const std::int64_t r = std::int64_t{v} - _c;
-    return r < INT32_MIN ? INT32_MIN : r > INT32_MAX ? INT32_MAX : static_cast<int>(r);
-  }
+  int sub(int v) const { return nuvCPClampInt(std::int64_t{v} - _c); }
   NuvCPIntVarI* _y;
   std::int32_t _c;
 };

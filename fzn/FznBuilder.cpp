@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "fd/NuvCPIVarI.h"
+#include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPManager.h"
 #include "fd/NuvCPManagerI.h"
 #include "fd/NuvCPNative.h"
@@ -20,12 +21,6 @@ bool isUnit2(const std::vector<std::int64_t>& c, std::int64_t a, std::int64_t b)
   return c.size() == 2 && c[0] == a && c[1] == b;
 }
 
-std::int64_t floorDiv(std::int64_t a, std::int64_t b) {
-  std::int64_t q = a / b;
-  if ((a % b != 0) && ((a < 0) != (b < 0))) --q;
-  return q;
-}
-std::int64_t ceilDiv(std::int64_t a, std::int64_t b) { return -floorDiv(-a, b); }
 
 }  // namespace
 
@@ -446,7 +441,7 @@ void FznBuilder::linear(std::vector<std::int64_t> coefs, RavObjectArray xs, std:
     const std::int64_t a = cs[0];
     NuvNativeObject* x = vs.values[0];
     if (rel == Rel::Le) {
-      const std::int64_t bound = a > 0 ? floorDiv(rhs, a) : ceilDiv(rhs, a);
+      const std::int64_t bound = a > 0 ? nuvCPFloorDiv(rhs, a) : nuvCPCeilDiv(rhs, a);
       const std::int64_t clamped = std::clamp(bound, kMinValue - 1, kMaxValue + 1);
       const char* cls = a > 0 ? (r ? "CP$ReifyLEqualc" : "CP$LEqualc")
                               : (r ? "CP$ReifyGEqualc" : "CP$GEqualc");
@@ -568,32 +563,23 @@ void FznBuilder::intPlus(const FznConstraint& c) {
 
 // ---- arithmetic ---------------------------------------------------------------------
 
+// z == op(x, y) through the arithmetic class's named operations.
+void FznBuilder::function(const char* op, const FznConstraint& c) {
+  post("CP$CExpr", {RavValue(op), RavValue(var(c.args[0])), RavValue(var(c.args[1])),
+                    RavValue(var(c.args[2]))});
+}
+
 void FznBuilder::intTimes(const FznConstraint& c) {
   post("CP$Mult", {RavValue(var(c.args[0])), RavValue(var(c.args[1])), RavValue(var(c.args[2]))});
 }
-void FznBuilder::intDiv(const FznConstraint& c) {
-  post("CP$CExpr", {RavValue("div"), RavValue(var(c.args[0])), RavValue(var(c.args[1])),
-                    RavValue(var(c.args[2]))});
-}
-void FznBuilder::intMod(const FznConstraint& c) {
-  post("CP$CExpr", {RavValue("mod"), RavValue(var(c.args[0])), RavValue(var(c.args[1])),
-                    RavValue(var(c.args[2]))});
-}
+void FznBuilder::intDiv(const FznConstraint& c) { function("div", c); }
+void FznBuilder::intMod(const FznConstraint& c) { function("mod", c); }
 void FznBuilder::intAbs(const FznConstraint& c) {
   post("CP$CExpr", {RavValue("abs"), RavValue(var(c.args[0])), RavValue(var(c.args[1]))});
 }
-void FznBuilder::intMin(const FznConstraint& c) {
-  post("CP$CExpr", {RavValue("min"), RavValue(var(c.args[0])), RavValue(var(c.args[1])),
-                    RavValue(var(c.args[2]))});
-}
-void FznBuilder::intMax(const FznConstraint& c) {
-  post("CP$CExpr", {RavValue("max"), RavValue(var(c.args[0])), RavValue(var(c.args[1])),
-                    RavValue(var(c.args[2]))});
-}
-void FznBuilder::intPow(const FznConstraint& c) {
-  post("CP$CExpr", {RavValue("pow"), RavValue(var(c.args[0])), RavValue(var(c.args[1])),
-                    RavValue(var(c.args[2]))});
-}
+void FznBuilder::intMin(const FznConstraint& c) { function("min", c); }
+void FznBuilder::intMax(const FznConstraint& c) { function("max", c); }
+void FznBuilder::intPow(const FznConstraint& c) { function("pow", c); }
 void FznBuilder::arrayIntMinimum(const FznConstraint& c) {
   post("CP$CExpr", {RavValue("minimum"), RavValue(var(c.args[0])), RavValue(vars(c.args[1]))});
 }

@@ -107,6 +107,7 @@ class FznBuilder {
   void intLinNeReif(const FznConstraint& c);
   void intLinLeReif(const FznConstraint& c);
   void intPlus(const FznConstraint& c);
+  void function(const char* op, const FznConstraint& c);
   void intTimes(const FznConstraint& c);
   void intDiv(const FznConstraint& c);
   void intMod(const FznConstraint& c);
