@@ -134,7 +134,7 @@ int NuvCPManagerI::propagate() {
   return NuvCPFailure;
 }
 
-void NuvCPManagerI::schedule(NuvCPDListI* list) {
+void NuvCPManagerI::scheduleNonEmpty(NuvCPDListI* list) {
   std::int32_t lowest = kNoLevel;
   for (NuvCPDListI* n = list; n; n = n->next()) {
     NuvCPDaemonI* d = n->daemon();
