@@ -77,4 +77,52 @@ solve satisfy;
             Answer{kUnsat});
 }
 
+TEST(SharedArgumentsEndToEnd, ElementWhoseIndexIsAlsoTheResult) {
+  // No i in {1, 3, 4} with a[i] == i (the index printed as its own value was
+  // a wrong answer).
+  EXPECT_EQ(solveAll("var {1,3,4}: x1 :: output_var;\n"
+                     "constraint array_int_element(x1,[3,1,4,-5,-1],x1);\nsolve satisfy;\n"),
+            Answer{kUnsat});
+  // Through a view: a[x] == x + 1.
+  EXPECT_EQ(solveAll("var -3..6: x :: output_var;\nvar -3..6: y :: output_var;\n"
+                     "constraint int_plus(x,1,y);\n"
+                     "constraint array_int_element(x,[2,3,3,5,4],y);\nsolve satisfy;\n"),
+            (Answer{"x = 1; y = 2;", "x = 2; y = 3;", "x = 4; y = 5;", kDone}));
+  // The index is also an entry of the variable array.
+  EXPECT_EQ(solveAll("var 0..3: x0 :: output_var;\nvar 0..3: x4 :: output_var;\n"
+                     "var 0..3: x2 :: output_var;\n"
+                     "constraint array_var_int_element(x0,[x4,x0],x2);\n"
+                     "constraint int_lin_eq([1,1],[x0,x2],3);\nsolve satisfy;\n"),
+            (Answer{"x0 = 1; x4 = 2; x2 = 2;", kDone}));
+}
+
+TEST(SharedArgumentsEndToEnd, ArithmeticWithOneVariableInSeveralPlaces) {
+  // x * x == y and y div x == x.
+  EXPECT_EQ(solveAll("var -4..4: x :: output_var;\nvar -4..4: y :: output_var;\n"
+                     "constraint int_times(x,x,y);\nconstraint int_div(y,x,x);\nsolve satisfy;\n"),
+            (Answer{"x = -1; y = 1;", "x = -2; y = 4;", "x = 1; y = 1;", "x = 2; y = 4;", kDone}));
+  // min(x, x) == y, max(y, x) == x, then x mod x == x has no solution.
+  EXPECT_EQ(solveAll("var -4..4: x :: output_var;\nvar -4..4: y :: output_var;\n"
+                     "constraint int_min(x,x,y);\nconstraint int_max(y,x,x);\n"
+                     "constraint int_mod(x,y,x);\nsolve satisfy;\n"),
+            Answer{kUnsat});
+  // |x| == x and y mod x == y.
+  EXPECT_EQ(solveAll("var -4..4: x :: output_var;\nvar -4..4: y :: output_var;\n"
+                     "constraint int_abs(x,x);\nconstraint int_mod(y,x,y);\n"
+                     "constraint int_lt(x,4);\nsolve satisfy;\n"),
+            (Answer{"x = 1; y = 0;", "x = 2; y = -1;", "x = 2; y = 0;", "x = 2; y = 1;",
+                    "x = 3; y = -1;", "x = 3; y = -2;", "x = 3; y = 0;", "x = 3; y = 1;",
+                    "x = 3; y = 2;", kDone}));
+  // x * y == x and x^x == y: 0^0 == 1 and 1^1 == 1 only.
+  EXPECT_EQ(solveAll("var -3..4: x :: output_var;\nvar -3..4: y :: output_var;\n"
+                     "constraint int_times(x,y,x);\nconstraint int_pow(x,x,y);\nsolve satisfy;\n"),
+            (Answer{"x = 0; y = 1;", "x = 1; y = 1;", kDone}));
+  // m == min(m, x, x) and m < x: every pair m < x of -3..3.
+  const Answer mins = solveAll("var -3..3: x :: output_var;\nvar -3..3: m :: output_var;\n"
+                               "constraint array_int_minimum(m,[m,x,x]);\n"
+                               "constraint int_lin_le([1,-1],[m,x],-1);\nsolve satisfy;\n");
+  EXPECT_EQ(mins.size(), 22u);
+  EXPECT_EQ(mins.back(), kDone);
+}
+
 }  // namespace
