@@ -66,6 +66,19 @@ solve satisfy;
 )";
   EXPECT_EQ(solveAll(model), Answer{kUnsat});
   // The same with the narrowing done before the minimum is posted.
+  // Failures that set_in's narrowing reaches through a reified relation and
+  // an element over Booleans (the disagreements the differential tester
+  // found for this fault).
+  EXPECT_EQ(solveAll("var bool: p0 :: output_var;\nvar 0..1: a1;\n"
+                     "constraint bool2int(p0, a1);\nconstraint set_in_reif(a1, {-2,0}, p0);\n"
+                     "constraint set_in(a1, {-4,1});\nsolve satisfy;\n"),
+            Answer{kUnsat});
+  EXPECT_EQ(solveAll("var 1..2: x0;\nvar {4}: x2;\nvar bool: p0 :: output_var;\n"
+                     "array [1..1] of int: C1 = [1];\n"
+                     "constraint array_bool_element(x0, [true, false], p0);\n"
+                     "constraint int_lin_le_reif(C1, [x2], 5, p0);\n"
+                     "constraint set_in(x0, {2});\nsolve satisfy;\n"),
+            Answer{kUnsat});
   EXPECT_EQ(solveAll(R"(var -2..2: x0 :: output_var;
 var -3..0: x3 :: output_var;
 var -30..30: a1 :: output_var;
@@ -101,6 +114,14 @@ TEST(SharedArgumentsEndToEnd, ArithmeticWithOneVariableInSeveralPlaces) {
   EXPECT_EQ(solveAll("var -4..4: x :: output_var;\nvar -4..4: y :: output_var;\n"
                      "constraint int_times(x,x,y);\nconstraint int_div(y,x,x);\nsolve satisfy;\n"),
             (Answer{"x = -1; y = 1;", "x = -2; y = 4;", "x = 1; y = 1;", "x = 2; y = 4;", kDone}));
+  // x mod x is 0 wherever it is defined.
+  EXPECT_EQ(solveAll("var {-1,0,2,3}: x0 :: output_var;\n"
+                     "constraint int_mod(x0, x0, x0);\nsolve satisfy;\n"),
+            Answer{kUnsat});
+  EXPECT_EQ(solveAll("var {-2,1}: x0 :: output_var;\nvar 0..1: x1 :: output_var;\n"
+                     "constraint int_mod(x0, x0, x1);\nconstraint set_in(x1, {-2,1});\n"
+                     "solve satisfy;\n"),
+            Answer{kUnsat});
   // min(x, x) == y, max(y, x) == x, then x mod x == x has no solution.
   EXPECT_EQ(solveAll("var -4..4: x :: output_var;\nvar -4..4: y :: output_var;\n"
                      "constraint int_min(x,x,y);\nconstraint int_max(y,x,x);\n"
