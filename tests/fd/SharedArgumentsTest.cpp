@@ -101,14 +101,15 @@ using Holds = std::function<bool(const std::vector<std::int64_t>&)>;
 
 // Runs the search checker on every pattern; the first failing one is named.
 void checkShared(const std::string& what, const std::vector<Pattern>& ps, int lo, int hi,
-                 const Make& make, const Holds& holds, int trials = 60) {
+                 const Make& make, const Holds& holds, int trials = 60,
+                 std::int64_t maxAssignments = 4096, double keep = 0.7) {
   nuvcheck::Stats total;
   for (const Pattern& p : ps) {
     int nvars = 0;
     for (const Arg& a : p) nvars = std::max(nvars, a.var + 1);
     std::vector<std::pair<int, int>> ranges(static_cast<std::size_t>(nvars), {lo, hi});
     nuvcheck::PropagatorChecker c(
-        nuvcheck::randomDomains(ranges),
+        nuvcheck::randomDomains(ranges, keep),
         [&](NuvCPManagerI& s, const Vars& vs) {
           return s.post(static_cast<NuvCPCstrI*>(make(s, arguments(s, vs, p))));
         },
@@ -116,6 +117,8 @@ void checkShared(const std::string& what, const std::vector<Pattern>& ps, int lo
     nuvcheck::Options o;
     o.trials = trials;
     o.seed = 7;
+    o.maxAssignments = maxAssignments;
+    o.dives = trials < 60 ? 2 : 6;
     SCOPED_TRACE(what + " " + show(p));
     const nuvcheck::Stats st = c.run(o);
     if (::testing::Test::HasFailure()) return;
@@ -175,6 +178,21 @@ TEST(SharedArithmetic, FunctionsOfTwoArguments) {
                   return NuvCPBinaryFunctionI::apply(op, v[0], v[1], f) && f == v[2];
                 });
   }
+}
+
+TEST(SharedArithmetic, FunctionsOfTwoArgumentsBeyondTheEnumeration) {
+  // Domains whose pairs are too many to enumerate: the bounds rules, then the
+  // check of a fixed x and y.
+  for (Op op : {Op::Div, Op::Mod, Op::Pow, Op::Min, Op::Max})
+    checkShared("wide function " + std::to_string(static_cast<int>(op)), ternaryPatterns(), -60, 60,
+                [op](NuvCPManagerI& s, const Vars& a) {
+                  return nuvCPNew<NuvCPBinaryFunctionI>(s.allocator(), &s, op, a[0], a[1], a[2]);
+                },
+                [op](const auto& v) {
+                  std::int64_t f;
+                  return NuvCPBinaryFunctionI::apply(op, v[0], v[1], f) && f == v[2];
+                },
+                6, 9000, 0.95);
 }
 
 TEST(SharedArithmetic, MinimumAndMaximumOfArrays) {
