@@ -79,6 +79,11 @@ solve satisfy;
                      "constraint int_lin_le_reif(C1, [x2], 5, p0);\n"
                      "constraint set_in(x0, {2});\nsolve satisfy;\n"),
             Answer{kUnsat});
+  EXPECT_EQ(solveAll("var 1..2: x0;\nvar bool: p0 :: output_var;\n"
+                     "constraint array_bool_element(x0, [true, false], p0);\n"
+                     "constraint bool_eq(p0, true);\nconstraint set_in(x0, {2});\n"
+                     "solve satisfy;\n"),
+            Answer{kUnsat});
   EXPECT_EQ(solveAll(R"(var -2..2: x0 :: output_var;
 var -3..0: x3 :: output_var;
 var -30..30: a1 :: output_var;
@@ -120,6 +125,10 @@ TEST(SharedArgumentsEndToEnd, ArithmeticWithOneVariableInSeveralPlaces) {
             Answer{kUnsat});
   EXPECT_EQ(solveAll("var {-2,1}: x0 :: output_var;\nvar 0..1: x1 :: output_var;\n"
                      "constraint int_mod(x0, x0, x1);\nconstraint set_in(x1, {-2,1});\n"
+                     "solve satisfy;\n"),
+            Answer{kUnsat});
+  EXPECT_EQ(solveAll("var {1,6}: x3 :: output_var;\nvar {1,6}: a1;\n"
+                     "constraint int_div(x3, x3, a1);\nconstraint set_in(a1, {6});\n"
                      "solve satisfy;\n"),
             Answer{kUnsat});
   // min(x, x) == y, max(y, x) == x, then x mod x == x has no solution.
