@@ -141,7 +141,9 @@ class NuvCPManagerI : public PimStoreI {
 
   // ---- propagation ------------------------------------------------------------
   // The fixpoint loop: 2 at the fixpoint, 0 on failure (the queues are then
-  // reset), 3 when called while propagating or inside an atomic section.
+  // reset and the status becomes a failure until backtracking; a failed
+  // store answers 0 at once), 3 when called while propagating or inside an
+  // atomic section.
   int propagate();
   // Queues every enabled daemon of a propagator list that is not queued yet
   // and sets the current level to the lowest priority it queued ("none" when
