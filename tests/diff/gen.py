@@ -17,6 +17,7 @@ usage: gen.py SEED [COUNT]   prints the model(s)
 import random
 import sys
 
+import oracle
 from fznmodel import Model, Var
 
 # Builtins without "_imp" (half-reified) forms: the front end has no handler
@@ -82,7 +83,7 @@ class Gen:
         probability so that arguments get shared."""
         r = self.r
         own = [n for n in self.used if n in {v.name for v in pool}]
-        name = r.choice(own) if own and r.random() < 0.2 else r.choice(pool).name
+        name = r.choice(own) if own and r.random() < 0.15 else r.choice(pool).name
         self.used.append(name)
         return name
 
@@ -113,8 +114,7 @@ class Gen:
 
     def result(self, lo=-4, hi=4):
         """The result of a function: an existing variable or a new auxiliary."""
-        r = self.r.random()
-        if r < 0.5:
+        if self.r.random() < 0.35:
             return self.ivar()
         name = self.aux("int", list(range(lo, hi + 1)))
         self.used.append(name)
@@ -272,12 +272,28 @@ def space(m):
     return s
 
 
+def sampled_sat(m, r, tries=300):
+    """Whether one of `tries` random assignments satisfies m."""
+    names = [v.name for v in m.vars]
+    doms = [[False, True] if v.kind == "bool" else v.dom for v in m.vars]
+    for _ in range(tries):
+        if oracle.satisfies(m, dict(zip(names, (r.choice(d) for d in doms)))):
+            return True
+    return False
+
+
 def generate(seed):
-    """The model for `seed` (retrying internally while the search space is
-    too large to enumerate quickly)."""
-    for attempt in range(50):
+    """The model for `seed`.  Retries internally while the search space is
+    too large to enumerate quickly and, for half of the seeds, until random
+    sampling finds a solution: left alone about half the models would be
+    unsatisfiable, which leaves the enumeration and optimisation paths idle."""
+    r = random.Random(seed)
+    want_sat = r.random() < 0.5
+    for attempt in range(64):
         m = Gen(seed * 64 + attempt).build()
-        if m.kind() != "sat" or space(m) <= MAX_SPACE:
+        if m.kind() == "sat" and space(m) > MAX_SPACE:
+            continue
+        if not want_sat or sampled_sat(m, r):
             return m
     return m
 

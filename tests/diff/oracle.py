@@ -99,6 +99,11 @@ def _holds(name, a):
     raise KeyError(name)
 
 
+def satisfies(m, s):
+    """Whether the full assignment s (name -> value) satisfies every constraint."""
+    return all(_holds(n, [_arg(x)(s) for x in args]) for n, args in m.cons)
+
+
 def _fmt(v):
     return ("true" if v else "false") if isinstance(v, bool) else str(v)
 
