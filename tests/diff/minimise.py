@@ -1,6 +1,6 @@
 """Delta debugging of a disagreeing model: drops constraints (chunks, then one
-at a time), unused variables, the search annotation, output arrays and
-variable annotations, and shrinks domains value by value, keeping each step
+at a time), unused variables, the search annotation, the objective, output
+arrays and variable annotations, and shrinks domains value by value, keeping each step
 only while the solvers still disagree in the same way (same category)."""
 import re
 
@@ -70,6 +70,10 @@ def simplify_items(state, keep):
     if "::" in m.solve:
         cand = m.copy()
         cand.solve = re.sub(r"\s*::.*?\)\s*(?=(satisfy|minimize|maximize))", " ", cand.solve)
+        changed |= keep(cand)
+    if m.kind() != "sat":
+        cand = state["m"].copy()
+        cand.solve = "solve satisfy;"
         changed |= keep(cand)
     for i in range(len(state["m"].arrays)):
         cand = state["m"].copy()

@@ -428,12 +428,16 @@ def run_many(cfg, a, count):
                 mm = re.match(r"% Differential regression \(([^:]+): (.*)\);", line)
                 if mm:
                     seen.add((mm.group(1), mm.group(2)))
-    bad = 0
+    bad = done = 0
     seeds = range(a.seed_from, a.seed_from + count)
     with concurrent.futures.ThreadPoolExecutor(max_workers=max(1, a.j)) as pool:
         futs = [pool.submit(one, cfg, s, a.minimise) for s in seeds]
         for fut in concurrent.futures.as_completed(futs):
             seed, m, v = fut.result()
+            done += 1
+            if done % 500 == 0 and done < count:
+                print(f"[{done}/{count} models, {bad} disagreeing, {time.time() - start:.0f}s]",
+                      file=sys.stderr, flush=True)
             key = v.category if v.kind != "ok" else "ok"
             tally[key] = tally.get(key, 0) + 1
             if v.category == "gecode-wrong":
