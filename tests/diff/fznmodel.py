@@ -48,16 +48,19 @@ class Var:
     """A scalar variable: kind "int" or "bool"; dom is the value list (None for
     bool); anns the annotation texts after `::`."""
 
-    def __init__(self, name, kind, dom=None, anns=()):
+    def __init__(self, name, kind, dom=None, anns=(), value=None):
         self.name, self.kind, self.dom, self.anns = name, kind, dom, list(anns)
+        self.value = value  # an alias: the variable or constant it names
 
     def text(self):
         t = "bool" if self.kind == "bool" else fmt_dom(self.dom)
         ann = "".join(f" :: {a}" for a in self.anns)
-        return f"var {t}: {self.name}{ann};"
+        val = f" = {self.value}" if self.value is not None else ""
+        return f"var {t}: {self.name}{ann}{val};"
 
     def copy(self):
-        return Var(self.name, self.kind, None if self.dom is None else list(self.dom), self.anns)
+        return Var(self.name, self.kind, None if self.dom is None else list(self.dom), self.anns,
+                   self.value)
 
 
 class Model:
@@ -109,10 +112,21 @@ class Model:
         for line in self.arrays:
             words.update(re.findall(r"[A-Za-z_]\w*", line.split("=", 1)[1]))
         words.update(re.findall(r"[A-Za-z_]\w*", self.solve))
+        words.update(v.value for v in self.vars if v.value is not None)
         return words
 
+    def named_arrays(self):
+        """name -> the array literal of every array declaration."""
+        out = {}
+        for line in self.arrays:
+            g = re.match(r"array\s*\[[^\]]*\]\s*of\s+[^:]*:\s*(\w+)[^=]*=\s*(\[.*\])\s*;", line)
+            if g:
+                out[g.group(1)] = g.group(2)
+        return out
 
-_VAR = re.compile(r"var\s+(bool|int|[-\d]+\s*\.\.\s*[-\d]+|\{[^}]*\})\s*:\s*(\w+)\s*((?:::.*)?);$")
+
+_VAR = re.compile(r"var\s+(bool|int|[-\d]+\s*\.\.\s*[-\d]+|\{[^}]*\})\s*:\s*(\w+)\s*((?:::[^=]*)?)"
+                  r"(?:=\s*([-\w]+)\s*)?;$")
 
 
 def parse(text):
@@ -125,12 +139,12 @@ def parse(text):
             g = _VAR.match(line)
             if not g:
                 raise ValueError(f"unsupported declaration: {line}")
-            t, name, anns = g.groups()
+            t, name, anns, value = g.groups()
             anns = [a.strip() for a in anns.split("::") if a.strip()]
             if t == "bool":
-                m.vars.append(Var(name, "bool", None, anns))
+                m.vars.append(Var(name, "bool", None, anns, value))
             else:
-                m.vars.append(Var(name, "int", parse_dom(t), anns))
+                m.vars.append(Var(name, "int", parse_dom(t), anns, value))
         elif line.startswith("array"):
             m.arrays.append(line)
         elif line.startswith("constraint "):

@@ -15,6 +15,7 @@ solution can be printed several times by a solver that branches on them).
 usage: gen.py SEED [COUNT]   prints the model(s)
 """
 import random
+import re
 import sys
 
 import oracle
@@ -49,18 +50,29 @@ class Gen:
         self.r = random.Random(seed)
         self.m = Model()
         self.naux = 0
+        self.narr = 0
         self.used = []  # variables of the constraint being built
 
     # -- variables ---------------------------------------------------------
     def domain(self):
+        """Inside -4..4; small ones are common, since a domain fixed or halved
+        while the constraints are posted is where wake-ups get missed."""
         r = self.r
-        lo = r.randint(-4, 3)
-        hi = r.randint(lo + 1, min(4, lo + 6))
-        dom = list(range(lo, hi + 1))
-        if len(dom) > 2 and r.random() < 0.45:
-            for _ in range(r.randint(1, min(2, len(dom) - 2))):
-                dom.remove(r.choice(dom[1:-1]))
-        return dom
+        if self.wide:
+            lo = r.randint(-10, 9)
+            hi = r.randint(lo + 1, 10)
+            dom = list(range(lo, hi + 1))
+            if len(dom) > 3 and r.random() < 0.5:
+                for x in r.sample(dom[1:-1], r.randint(1, len(dom) // 3)):
+                    dom.remove(x)
+            return dom
+        size = r.choice([1, 2, 2, 2, 3, 3, 3, 4, 4, 5, 5, 6, 7])
+        if size <= 2 or r.random() < 0.55:
+            lo = r.randint(-4, 5 - size)
+            return list(range(lo, lo + size))
+        lo = r.randint(-4, max(-4, 5 - size - 2))
+        window = list(range(lo, min(4, lo + size + 1) + 1))
+        return sorted(r.sample(window, size))
 
     def aux(self, kind, dom=None):
         self.naux += 1
@@ -91,7 +103,8 @@ class Gen:
         return self.pick(self.ints())
 
     def iarg(self):
-        return str(self.r.randint(-4, 4)) if self.r.random() < 0.15 else self.ivar()
+        k = 10 if self.wide else 4
+        return str(self.r.randint(-k, k)) if self.r.random() < 0.15 else self.ivar()
 
     def bvar(self):
         if not self.bools() or self.r.random() < 0.15:
@@ -114,6 +127,8 @@ class Gen:
 
     def result(self, lo=-4, hi=4):
         """The result of a function: an existing variable or a new auxiliary."""
+        if self.wide:
+            lo, hi = lo * 4, hi * 4
         if self.r.random() < 0.35:
             return self.ivar()
         name = self.aux("int", list(range(lo, hi + 1)))
@@ -210,7 +225,14 @@ class Gen:
             args = [self.arr(cs), self.arr(xs), c]
         elif fam in ("set_in", "set_in_reif"):
             x = self.ivar()
-            if r.random() < 0.3:
+            dom = self.m.var(x).dom
+            if r.random() < 0.6 and len(dom) > 1:
+                # Mostly a proper subset of x's domain, so that it narrows.
+                vals = r.sample(dom, r.randint(1, len(dom) - 1))
+                if r.random() < 0.3:
+                    vals.append(r.randint(-5, 5))
+                s = "{" + ",".join(map(str, sorted(set(vals)))) + "}"
+            elif r.random() < 0.3:
                 lo = r.randint(-5, 3)
                 s = f"{lo}..{lo + r.randint(0, 4)}"
             else:
@@ -220,23 +242,89 @@ class Gen:
             raise AssertionError(fam)
         if reif:
             args.append(self.control())
-        self.m.cons.append((fam, args))
+        self.m.cons.append((fam, [self.hoist(a) for a in args]))
+
+    def hoist(self, arg):
+        """Sometimes an array argument becomes a named array declaration."""
+        if not arg.startswith("[") or self.r.random() > 0.25 or arg == "[]":
+            return arg
+        items = [x.strip() for x in arg[1:-1].split(",")]
+        names = [x for x in items if re.fullmatch(r"[A-Za-z_]\w*", x) and x not in ("true", "false")]
+        if any(x in ("true", "false") for x in items) or any(self.m.var(x).kind == "bool" for x in names):
+            t = "bool"
+        else:
+            t = "int"
+        self.narr += 1
+        name = f"{'A' if names else 'C'}{self.narr}"
+        self.m.arrays.append(f"array [1..{len(items)}] of {'var ' if names else ''}{t}: {name} = {arg};")
+        return name
+
+    def alias(self, i):
+        """`var D: y = x;`: another name for a variable (or a constant), with
+        a domain of its own that may be narrower."""
+        r = self.r
+        anns = ["output_var"] if r.random() < 0.5 else []
+        if self.bools() and r.random() < 0.3:
+            self.m.vars.append(Var(f"q{i}", "bool", None, anns, r.choice(self.bools()).name))
+            return
+        t = r.choice([v for v in self.ints() if v.value is None])
+        choice = r.random()
+        if choice < 0.3:
+            dom = list(t.dom)
+        elif choice < 0.8:
+            dom = sorted(r.sample(t.dom, r.randint(1, len(t.dom))))
+        else:
+            dom = list(range(-4, 5))
+        value = t.name if r.random() < 0.9 else str(r.choice(dom))
+        self.m.vars.append(Var(f"y{i}", "int", dom, anns, value))
+
+    def narrowing(self):
+        r = self.r
+        self.used = []
+        if self.bools() and r.random() < 0.25:
+            self.m.cons.append(("bool_eq", [self.bvar(), r.choice(["true", "false"])]))
+            return
+        x = self.ivar()
+        dom = self.m.var(x).dom
+        c = str(r.choice(dom))
+        kind = r.choice(["set_in", "set_in", "int_eq", "int_ne", "int_le", "int_lin_le", "int_lin_ne"])
+        if kind == "set_in":
+            k = 1 if r.random() < 0.4 else r.randint(1, max(1, len(dom) - 1))
+            vals = r.sample(dom, k)
+            self.m.cons.append(("set_in", [x, "{" + ",".join(map(str, sorted(vals))) + "}"]))
+        elif kind in ("int_lin_le", "int_lin_ne"):
+            k = r.choice([1, -1])
+            self.m.cons.append((kind, [f"[{k}]", f"[{x}]", str(k * int(c))]))
+        else:
+            self.m.cons.append((kind, [x, c] if r.random() < 0.5 else [c, x]))
 
     # -- model -------------------------------------------------------------
     def build(self):
         r = self.r
         m = self.m
-        for i in range(r.choice([2, 2, 3, 3, 4, 4, 5, 6])):
+        self.opt = r.random() < 0.4
+        # Optimisation models are not enumerated, so some get wider domains
+        # (-10..10) where bounds reasoning on signs and products has more room.
+        self.wide = self.opt and r.random() < 0.4
+        for i in range(r.choice([2, 2, 3, 3, 3, 4, 4, 5, 6] + ([6, 7, 8] if self.wide else []))):
             anns = ["output_var"] if r.random() < 0.85 else []
             m.vars.append(Var(f"x{i}", "int", self.domain(), anns))
         for i in range(r.choice([0, 1, 1, 2, 3])):
             anns = ["output_var"] if r.random() < 0.85 else []
             m.vars.append(Var(f"p{i}", "bool", None, anns))
+        if r.random() < 0.3:
+            for i in range(r.randint(1, 2)):
+                self.alias(i)
         # Bias each model towards a few families so that their interactions
         # (and shared variables between them) come up often.
-        focus = r.sample(FAMILIES, 3)
-        for _ in range(r.randint(2, 6)):
-            self.constraint(r.choice(focus) if r.random() < 0.5 else r.choice(FAMILIES))
+        focus = r.sample(FAMILIES, 2)
+        for _ in range(r.randint(2, 7)):
+            self.constraint(r.choice(focus) if r.random() < 0.6 else r.choice(FAMILIES))
+        # Narrowings posted last: a variable fixed or cut while the model is
+        # being posted must still wake the propagators posted before.
+        if r.random() < 0.5:
+            for _ in range(r.randint(1, 2)):
+                self.narrowing()
         if r.random() < 0.2:
             xs = [v.name for v in self.ints()[: r.randint(1, 3)]]
             m.arrays.append(f"array [1..{len(xs)}] of var int: xs :: output_array([1..{len(xs)}]) = "
@@ -256,7 +344,7 @@ class Gen:
             val = r.choice(["indomain_min", "indomain_max", "indomain_split", "indomain_reverse_split",
                             "indomain_median"])
             ann = f" :: int_search([{', '.join(xs)}], {sel}, {val}, complete)"
-        if r.random() < 0.6:
+        if not self.opt:
             m.solve = f"solve{ann} satisfy;"
             return
         obj = r.choice(self.ints())

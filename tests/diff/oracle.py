@@ -15,9 +15,12 @@ def tdiv(a, b):
     return q if (a >= 0) == (b > 0) else -q
 
 
-def _arg(text):
-    """A function of the assignment giving the argument's value."""
+def _arg(text, named=None):
+    """A function of the assignment giving the argument's value; `named`
+    maps array names to their literals."""
     t = text.strip()
+    if named and t in named:
+        return _arg(named[t], named)
     if t in ("true", "false"):
         v = t == "true"
         return lambda s: v
@@ -25,7 +28,7 @@ def _arg(text):
         v = int(t)
         return lambda s: v
     if t.startswith("["):
-        items = [_arg(x) for x in split_top(t[1:-1])]
+        items = [_arg(x, named) for x in split_top(t[1:-1])]
         return lambda s: [f(s) for f in items]
     if t.startswith("{") or ".." in t:
         v = set(parse_dom(t))
@@ -99,9 +102,18 @@ def _holds(name, a):
     raise KeyError(name)
 
 
+def _constraints(m):
+    """(name, argument functions) for every constraint, an alias being an
+    equality with what it names."""
+    named = m.named_arrays()
+    cons = [(n, [_arg(x, named) for x in args]) for n, args in m.cons]
+    cons += [("int_eq", [_arg(v.name), _arg(v.value)]) for v in m.vars if v.value is not None]
+    return cons
+
+
 def satisfies(m, s):
     """Whether the full assignment s (name -> value) satisfies every constraint."""
-    return all(_holds(n, [_arg(x)(s) for x in args]) for n, args in m.cons)
+    return all(_holds(n, [f(s) for f in fs]) for n, fs in _constraints(m))
 
 
 def _fmt(v):
@@ -118,7 +130,7 @@ def solve(m):
     if size > LIMIT:
         return None
     names = [v.name for v in m.vars]
-    cons = [(n, [_arg(x) for x in args]) for n, args in m.cons]
+    cons = _constraints(m)
     outs = [v.name for v in m.vars if "output_var" in v.anns]
     arrays = []
     for line in m.arrays:

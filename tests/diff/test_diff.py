@@ -60,9 +60,10 @@ class Generator(unittest.TestCase):
         self.assertTrue(holes and hidden and index_is_result)
         self.assertEqual(kinds, {"sat", "min", "max"})
         for m in self.models:
+            k = 4 if m.kind() == "sat" else 10
             for v in m.vars:
                 if v.name.startswith("x"):
-                    self.assertTrue(-4 <= v.dom[0] and v.dom[-1] <= 4)
+                    self.assertTrue(-k <= v.dom[0] and v.dom[-1] <= k)
             for n, a in m.cons:
                 if n == "int_pow":
                     e = a[1]
