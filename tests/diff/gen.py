@@ -364,8 +364,9 @@ def sampled_sat(m, r, tries=300):
     """Whether one of `tries` random assignments satisfies m."""
     names = [v.name for v in m.vars]
     doms = [[False, True] if v.kind == "bool" else v.dom for v in m.vars]
+    ok = oracle.checker(m)
     for _ in range(tries):
-        if oracle.satisfies(m, dict(zip(names, (r.choice(d) for d in doms)))):
+        if ok(dict(zip(names, (r.choice(d) for d in doms)))):
             return True
     return False
 

@@ -1,7 +1,8 @@
 """Delta debugging of a disagreeing model: drops constraints (chunks, then one
 at a time), unused variables, the search annotation, the objective, output
-arrays and variable annotations, and shrinks domains value by value, keeping each step
-only while the solvers still disagree in the same way (same category)."""
+arrays and variable annotations, shrinks domains value by value and drops
+elements of literal sets and arrays, keeping each step only while the solvers
+still disagree in the same way (same category)."""
 import re
 
 
@@ -23,7 +24,43 @@ def minimise(m, verdict, check):
         changed |= drop_unused(state, keep)
         changed |= simplify_items(state, keep)
         changed |= shrink_domains(state, keep)
+        changed |= shrink_literals(state, keep)
     return state["m"], state["v"]
+
+
+def _items(text):
+    return [x.strip() for x in text.strip()[1:-1].split(",") if x.strip()]
+
+
+def shrink_literals(state, keep):
+    """Drops elements of set and array literals in constraint arguments (a
+    linear term from both of its arrays at once)."""
+    changed = False
+    for ci in range(len(state["m"].cons)):
+        name, args = state["m"].cons[ci]
+        if "_lin_" in name and args[0].startswith("[") and args[1].startswith("["):
+            for k in reversed(range(len(_items(args[0])))):
+                cur = state["m"].cons[ci][1]
+                cs, xs = _items(cur[0]), _items(cur[1])
+                if len(cs) <= 1 or k >= len(cs):
+                    continue
+                cand = state["m"].copy()
+                cand.cons[ci][1][0] = "[" + ", ".join(cs[:k] + cs[k + 1:]) + "]"
+                cand.cons[ci][1][1] = "[" + ", ".join(xs[:k] + xs[k + 1:]) + "]"
+                changed |= keep(cand)
+            continue
+        for ai in range(len(args)):
+            a = state["m"].cons[ci][1][ai]
+            if not (a.startswith("[") or a.startswith("{")):
+                continue
+            for k in reversed(range(len(_items(a)))):
+                items = _items(state["m"].cons[ci][1][ai])
+                if len(items) <= 1 or k >= len(items):
+                    continue
+                cand = state["m"].copy()
+                cand.cons[ci][1][ai] = a[0] + ", ".join(items[:k] + items[k + 1:]) + a[-1]
+                changed |= keep(cand)
+    return changed
 
 
 def drop_constraints(state, keep):

@@ -111,9 +111,11 @@ def _constraints(m):
     return cons
 
 
-def satisfies(m, s):
-    """Whether the full assignment s (name -> value) satisfies every constraint."""
-    return all(_holds(n, [f(s) for f in fs]) for n, fs in _constraints(m))
+def checker(m):
+    """A function telling whether a full assignment (name -> value)
+    satisfies every constraint of m."""
+    cons = _constraints(m)
+    return lambda s: all(_holds(n, [f(s) for f in fs]) for n, fs in cons)
 
 
 def _fmt(v):

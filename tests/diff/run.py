@@ -96,10 +96,22 @@ def parse_output(text):
 
 
 def solve(cmd, path, timeout):
-    try:
-        p = subprocess.run(cmd + [path], capture_output=True, text=True, timeout=timeout)
-    except subprocess.TimeoutExpired:
-        return Answer("timeout")
+    # A solver being rebuilt underneath (missing or half-written binary or
+    # library) is waited for rather than reported.
+    for attempt in range(30):
+        try:
+            p = subprocess.run(cmd + [path], capture_output=True, text=True, timeout=timeout)
+        except subprocess.TimeoutExpired:
+            return Answer("timeout")
+        except OSError:
+            time.sleep(5)
+            continue
+        if p.returncode in (126, 127) or "error while loading shared libraries" in p.stderr:
+            time.sleep(5)
+            continue
+        break
+    else:
+        return Answer("error", raw=f"{cmd[0]} could not be run")
     blocks, status = parse_output(p.stdout)
     if p.returncode != 0 or (status == "partial" and not blocks and p.stderr.strip()):
         return Answer("error", blocks, p.stdout + p.stderr)
@@ -304,7 +316,8 @@ def save_regression(m, v, fam, seed):
     while os.path.exists(path):
         path = os.path.join(REGRESS, f"{base}-{k}.fzn")
         k += 1
-    header = [f"Differential regression ({v.category}: {fam}); random seed {seed}.",
+    origin = f"random seed {seed}" if isinstance(seed, int) else f"from {seed}"
+    header = [f"Differential regression ({v.category}: {fam}); {origin}.",
               "The expect lines are fzn-gecode's answer."] + expectation(m, v.theirs)
     with open(path, "w") as f:
         f.write(m.text(header))
@@ -313,7 +326,8 @@ def save_regression(m, v, fam, seed):
 
 def append_finding(path, m, v, fam, seed, solver):
     with open(path, "a") as f:
-        f.write(f"\n## {v.category}: {fam} (seed {seed}, {time.strftime('%Y-%m-%d %H:%M UTC', time.gmtime())})\n\n")
+        origin = f"seed {seed}" if isinstance(seed, int) else seed
+        f.write(f"\n## {v.category}: {fam} ({origin}, {time.strftime('%Y-%m-%d %H:%M UTC', time.gmtime())})\n\n")
         f.write(f"solver: {solver}\n\n```\n{m.text()}```\n\n")
         f.write(f"- gecode: {v.theirs.summary()}\n- nuvfd:  {v.ours.summary()}\n")
         f.write("".join(f"- {line}\n" for line in v.detail.splitlines()))
@@ -411,6 +425,11 @@ def run_file(cfg, a):
     if v.kind == "disagree" and a.minimise:
         m, v = minimise.minimise(m, v, lambda mm: compare(cfg, mm))
         print(m.text(), end="")
+        fam = family(m)
+        if a.findings:
+            append_finding(a.findings, m, v, fam, os.path.basename(a.file), a.solver)
+        if a.save:
+            print(f"saved {save_regression(m, v, fam, os.path.basename(a.file))}")
     print(f"{v.kind} {v.category}\n{v.detail}")
     if v.ours is not None:
         print(f"gecode: {v.theirs.summary()}\nnuvfd:  {v.ours.summary()}")

@@ -169,6 +169,16 @@ class Minimiser(unittest.TestCase):
         self.assertEqual([(x.name, x.dom) for x in small.vars], [("y", [2])])
         self.assertNotIn("::", small.solve)
 
+    def test_shrinks_literal_sets_and_linear_terms_together(self):
+        def check(m):
+            bad = any(n == "set_in" and "2" in a[1] for n, a in m.cons) and any(
+                n == "int_lin_le" and "y" in a[1] for n, a in m.cons)
+            return run.Verdict("disagree" if bad else "ok", "optimum" if bad else "")
+        m = model("var -2..2: x;\nvar 0..3: y;\nconstraint set_in(x, {-1,1,2});\n"
+                  "constraint int_lin_le([1, 3, -2], [x, y, x], 3);\nsolve satisfy;\n")
+        small, _ = minimise.minimise(m, check(m), check)
+        self.assertEqual(small.cons, [("set_in", ["x", "{2}"]), ("int_lin_le", ["[3]", "[y]", "3"])])
+
 
 if __name__ == "__main__":
     unittest.main()
