@@ -288,10 +288,26 @@ def shared(args):
 
 def family(m):
     """The constraints of a (minimised) model, each tagged "[shared]" when one
-    of its variables appears in several of its arguments."""
+    of its variables appears in several of its arguments, counting aliases
+    (`var D: y = x;` and the bool2int pairs the front end merges) as the
+    variable they name."""
+    root = {v.name: v.value for v in m.vars if v.value is not None}
+    for name, args in m.cons:
+        if name == "bool2int" and m.var(args[1]) is not None and args[0] != args[1]:
+            root.setdefault(args[1], args[0])
+
+    def resolve(a):
+        def one(mm):
+            x, seen = mm.group(0), set()
+            while x in root and x not in seen:
+                seen.add(x)
+                x = root[x]
+            return x
+        return re.sub(r"[A-Za-z_]\w*", one, a)
+
     fam = set()
     for name, args in m.cons:
-        fam.add(name + ("[shared]" if shared(args) else ""))
+        fam.add(name + ("[shared]" if shared([resolve(a) for a in args]) and name != "bool2int" else ""))
     return " + ".join(sorted(fam)) or "(no constraint)"
 
 
@@ -438,7 +454,7 @@ def run_file(cfg, a):
 
 def run_many(cfg, a, count):
     start = time.time()
-    tally = {}
+    tally, shapes = {}, {}
     families = {}
     seen = set()
     for f in os.listdir(REGRESS) if os.path.isdir(REGRESS) else []:
@@ -459,6 +475,10 @@ def run_many(cfg, a, count):
                       file=sys.stderr, flush=True)
             key = v.category if v.kind != "ok" else "ok"
             tally[key] = tally.get(key, 0) + 1
+            if v.theirs is not None and v.theirs.status in ("complete", "unsat"):
+                shape = (("satisfy" if m.kind() == "sat" else "optimise") +
+                         (" UNSAT" if v.theirs.status == "unsat" else " SAT"))
+                shapes[shape] = shapes.get(shape, 0) + 1
             if v.category == "gecode-wrong":
                 fam = family(m)
                 if ("gecode-wrong", fam) not in seen:
@@ -482,6 +502,7 @@ def run_many(cfg, a, count):
     took = time.time() - start
     print(f"\n{count} models (seeds {a.seed_from}..{a.seed_from + count - 1}) in {took:.1f}s: "
           + ", ".join(f"{k} {n}" for k, n in sorted(tally.items())))
+    print("gecode's answers: " + ", ".join(f"{k} {n}" for k, n in sorted(shapes.items())))
     if families:
         print("disagreements by category and constraint family:")
         for (cat, fam), n in sorted(families.items(), key=lambda kv: -kv[1]):

@@ -148,6 +148,10 @@ class Compare(unittest.TestCase):
         m = model("var 0..2: x;\nvar 0..2: y;\nconstraint int_lt(x, x);\n"
                   "constraint int_lin_eq([1, 1], [x, y], 2);\nsolve satisfy;\n")
         self.assertEqual(run.family(m), "int_lin_eq + int_lt[shared]")
+        m = model("var 0..2: x;\nvar 0..1: y = x;\nvar bool: b;\nvar 0..1: i;\n"
+                  "constraint int_le_reif(x, y, b);\nconstraint bool2int(b, i);\n"
+                  "constraint int_eq_reif(i, 1, b);\nsolve satisfy;\n")
+        self.assertEqual(run.family(m), "bool2int + int_eq_reif[shared] + int_le_reif[shared]")
 
 
 class Minimiser(unittest.TestCase):
