@@ -140,7 +140,8 @@ def run_both(cfg, m, tag="m"):
         g = solve([cfg.gecode] + (["-n", str(cfg.cap)] if sat else []), theirs, cfg.timeout)
         if g.status in ("timeout", "partial"):
             return None, g  # not worth running ours
-        n = solve([cfg.solver] + (["-a"] if sat else []), ours, cfg.timeout)
+        # With -a an optimisation prints each improving solution.
+        n = solve([cfg.solver, "-a"], ours, cfg.timeout)
         return n, g
     finally:
         os.unlink(ours)
@@ -162,12 +163,12 @@ def fmt_block(b):
     return " ".join(b)
 
 
-def check_assignment(cfg, m, n):
-    """Whether nuvfd's final assignment of the scalar output variables extends
-    to a solution according to gecode (None when gecode cannot tell)."""
+def check_assignment(cfg, m, block):
+    """Whether an assignment nuvfd printed (its scalar output variables)
+    extends to a solution according to gecode (None when gecode cannot tell)."""
     fixed = m.copy()
     fixed.solve = "solve satisfy;"
-    for line in n.blocks[-1]:
+    for line in block:
         k, _, v = line.partition("=")
         var = fixed.var(k)
         if var is None:
@@ -213,10 +214,12 @@ def settle(m, v):
             v.detail += f"\n(brute force: {len(truth)} distinct solutions, matching neither)"
         return v
     if v.category == "wrong-solution":
-        return Verdict("skip", "gecode-wrong", v.detail, n, g) if n.blocks[-1] in truth else v
+        return Verdict("skip", "gecode-wrong", v.detail, n, g) if v.block in truth else v
     best = oracle.optimum(m, truth)
     gbest = None if g.status == "unsat" else g.value(m.objective())
     nbest = None if n.status == "unsat" else n.value(m.objective())
+    if v.category == "not-improving":
+        return v
     if best == nbest and best != gbest:
         return Verdict("skip", "gecode-wrong", v.detail, n, g)
     if best != gbest:
@@ -269,11 +272,25 @@ def compare_opt(cfg, m, n, g):
     if gv != nv:
         return Verdict("disagree", "optimum", f"optimum {obj}: gecode {gv}, nuvfd {nv}; nuvfd's "
                        f"solution {fmt_block(n.blocks[-1])}", n, g)
-    ok = check_assignment(cfg, m, n)
-    if ok is False:
-        return Verdict("disagree", "wrong-solution",
-                       f"nuvfd's optimal assignment is not a solution: {fmt_block(n.blocks[-1])}", n, g)
+    values = [_int(Answer("", [blk]).value(obj)) for blk in n.blocks]
+    steps = list(zip(values, values[1:]))
+    if any(a is None or b is None or (b >= a if m.kind() == "min" else b <= a) for a, b in steps):
+        return Verdict("disagree", "not-improving", f"nuvfd's successive {obj}: {values}", n, g)
+    # The last few solutions printed (the optimum first) must be solutions.
+    for blk in list(reversed(n.blocks))[:3]:
+        if check_assignment(cfg, m, blk) is False:
+            v = Verdict("disagree", "wrong-solution",
+                        f"nuvfd printed an assignment that is not a solution: {fmt_block(blk)}", n, g)
+            v.block = blk
+            return v
     return Verdict("ok", ours=n, theirs=g)
+
+
+def _int(text):
+    try:
+        return int(text)
+    except (TypeError, ValueError):
+        return None
 
 
 # -- families ---------------------------------------------------------------

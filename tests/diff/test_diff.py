@@ -7,6 +7,7 @@ usage: python3 -m unittest discover -s tests/diff -p 'test_*.py'
 import os
 import re
 import sys
+import tempfile
 import unittest
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
@@ -152,6 +153,37 @@ class Compare(unittest.TestCase):
                   "constraint int_le_reif(x, y, b);\nconstraint bool2int(b, i);\n"
                   "constraint int_eq_reif(i, 1, b);\nsolve satisfy;\n")
         self.assertEqual(run.family(m), "bool2int + int_eq_reif[shared] + int_le_reif[shared]")
+
+
+class Replay(unittest.TestCase):
+    """Regression files replayed against a stand-in solver printing canned
+    output."""
+
+    def replay(self, expect, output, solve="solve satisfy;"):
+        with tempfile.TemporaryDirectory() as d:
+            solver = os.path.join(d, "solver")
+            with open(solver, "w") as f:
+                f.write("#!/bin/sh\ncat <<'EOF'\n" + output + "EOF\n")
+            os.chmod(solver, 0o755)
+            path = os.path.join(d, "r.fzn")
+            with open(path, "w") as f:
+                f.write("".join(f"% {e}\n" for e in expect))
+                f.write(f"var 0..3: x :: output_var;\nconstraint int_le(x, 1);\n{solve}\n")
+            return run.replay(run.Config(solver, "fzn-gecode", 10, 10, d), path)
+
+    def test_solution_sets_ignore_order_and_duplicates(self):
+        expect = ["expect: SOLUTIONS", "expect-solution: x=0;", "expect-solution: x=1;"]
+        self.assertIsNone(self.replay(expect, "x = 1;\n----------\nx = 0;\n----------\n"
+                                              "x = 1;\n----------\n==========\n"))
+        self.assertIn("missing", self.replay(expect, "x = 1;\n----------\n==========\n"))
+        self.assertIn("complete", self.replay(expect, "x = 1;\n----------\nx = 0;\n----------\n"))
+
+    def test_unsat_and_optimum(self):
+        self.assertIsNone(self.replay(["expect: UNSATISFIABLE"], "=====UNSATISFIABLE=====\n"))
+        self.assertIn("UNSAT", self.replay(["expect: UNSATISFIABLE"], "x = 0;\n----------\n==========\n"))
+        out = "x = 1;\n----------\n==========\n"
+        self.assertIsNone(self.replay(["expect: OPTIMUM 1"], out, "solve maximize x;"))
+        self.assertIn("optimum", self.replay(["expect: OPTIMUM 0"], out, "solve minimize x;"))
 
 
 class Minimiser(unittest.TestCase):
