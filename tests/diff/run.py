@@ -10,7 +10,10 @@ Debian's fzn-gecode (the reference), answers compared.
 Satisfaction models run with -a on both sides and the SETS of distinct output
 assignments are compared (a solution nuvfd prints twice is reported as "dup",
 a warning, not a disagreement).  Optimisation models compare the optimum and
-UNSAT, and check nuvfd's final assignment against gecode.  A timeout on either
+UNSAT; nuvfd runs them with -a, and its successive solutions must improve and
+be solutions according to gecode.  Disagreements are settled by brute force
+(oracle.py) when the model is small enough: where gecode is wrong the model
+is skipped as "gecode-wrong".  A timeout on either
 side, or a model gecode cannot enumerate within --cap solutions, is skipped.
 A disagreement is minimised on request (--minimise), appended to --findings
 and, with --save, kept in tests/diff/regress/ with gecode's answer.
