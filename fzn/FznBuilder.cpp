@@ -187,6 +187,9 @@ void FznBuilder::declareVars() {
       if (dom.size() == 1) {
         x = newIntVar(lo, hi, d.pos);
       } else {
+        Wide holes = Wide(hi) - lo + 1;
+        for (const FznIntRange& r : dom) holes -= Wide(r.high) - r.low + 1;
+        spendHoles(holes, d.pos, "the domain of variable '" + d.name + "'");
         RavIntSet s;
         for (const FznIntRange& r : dom) s.ranges.emplace_back(r.low, r.high);
         _rt.push(_store);
@@ -252,25 +255,27 @@ NuvNativeObject* FznBuilder::negation(NuvNativeObject* b) {
   return nb;
 }
 
+void FznBuilder::spendHoles(Wide holes, const FznPos& pos, const std::string& what) {
+  if (holes > _holesLeft)
+    _m.fail(pos, what + ": " + std::to_string(static_cast<std::int64_t>(holes)) +
+                     " values to clear from a domain; nuvfd clears at most " +
+                     std::to_string(kMaxHoles) + " in a model");
+  _holesLeft -= static_cast<std::int64_t>(holes);
+}
+
 bool FznBuilder::keepOnly(NuvCPIntVarI* x, const std::vector<FznIntRange>& ranges,
                           const FznPos& pos, const std::string& what) {
   if (ranges.empty()) return false;
   if (x->updateMin(clampedInt(ranges.front().low)) == 0 ||
       x->updateMax(clampedInt(ranges.back().high)) == 0)
     return false;
-  // The holes are cleared value by value: refuse what would take too long
-  // rather than hang.
-  constexpr Wide kMaxHoles = Wide(1) << 24;
   Wide holes = 0;
   for (std::size_t i = 0; i + 1 < ranges.size(); ++i) {
     const Wide lo = std::max<Wide>(ranges[i].high + 1, x->getMin());
     const Wide hi = std::min<Wide>(ranges[i + 1].low - 1, x->getMax());
     if (lo <= hi) holes += hi - lo + 1;
   }
-  if (holes > kMaxHoles)
-    _m.fail(pos, what + " leaves holes of " + std::to_string(static_cast<std::int64_t>(holes)) +
-                     " values in a variable's domain; nuvfd clears at most " +
-                     std::to_string(static_cast<std::int64_t>(kMaxHoles)));
+  spendHoles(holes, pos, what);
   for (std::size_t i = 0; i + 1 < ranges.size(); ++i) {
     const std::int64_t lo = std::max<std::int64_t>(ranges[i].high + 1, x->getMin());
     const std::int64_t hi = std::min<std::int64_t>(ranges[i + 1].low - 1, x->getMax());

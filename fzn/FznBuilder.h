@@ -105,9 +105,13 @@ class FznBuilder {
   NuvNativeObject* var(const FznExpr& e);      // a variable object (literals fixed)
   RavObjectArray vars(const FznExpr& e);       // an array of variable objects, low = 1
   NuvCPIntVarI* implVar(const FznExpr& e);
+  // Holes in domains are cleared value by value, so a model may clear only
+  // so many (in declared domains, set_in and narrowing aliases together);
+  // beyond, it is refused with an error naming `what` rather than hang.
+  static constexpr std::int64_t kMaxHoles = std::int64_t(1) << 22;
+  void spendHoles(__int128 holes, const FznPos& pos, const std::string& what);
   // Removes from x every value outside `ranges` (sorted, disjoint); false
-  // when x's domain empties. Refuses (an error naming `what`) a set that
-  // would clear more than 2^24 values one by one.
+  // when x's domain empties.
   bool keepOnly(NuvCPIntVarI* x, const std::vector<FznIntRange>& ranges, const FznPos& pos,
                 const std::string& what);
   bool isFixed(const FznExpr& e) const;        // a literal after dereferencing
@@ -191,6 +195,7 @@ class FznBuilder {
   std::vector<std::string> _warnings;
   NuvCPIntVarI* _objective = nullptr;
   const FznConstraint* _current = nullptr;
+  std::int64_t _holesLeft = kMaxHoles;
   int _posted = 0;
   bool _failed = false;
 };

@@ -291,8 +291,16 @@ TEST(FznErrors, ExtremeConstantsAreHandledOrRefused) {
       {"constraint int_lin_le([2000000000, 2000000000, 1], [x, x, y], 7000000000);",
        "t.fzn:4:1: a coefficient of the linear constraint does not fit in 32 bits"},
       {"var int: z; constraint set_in(z, {-1000000000, 1000000000});",
-       "t.fzn:4:13: constraint set_in leaves holes of 1999999999 values in a variable's domain; "
-       "nuvfd clears at most 16777216"},
+       "t.fzn:4:13: constraint set_in: 1999999999 values to clear from a domain; nuvfd clears at "
+       "most 4194304 in a model"},
+      {"var {-1073741823, 1073741822}: z;",
+       "t.fzn:4:1: the domain of variable 'z': 2147483644 values to clear from a domain; nuvfd "
+       "clears at most 4194304 in a model"},
+      // The limit is on the model's total.
+      {"var {0, 3000000}: z; var {0, 3000000}: w;",
+       "t.fzn:4:22: the domain of variable 'w': 2999999 values to clear from a domain; nuvfd "
+       "clears at most 4194304 in a model"},
+      {"var {0, 4000000}: z;", "ok"},
   };
   for (const BadInput& c : cases)
     EXPECT_EQ(buildErrorOf(kVars + std::string(c.text) + "\nsolve satisfy;"), c.message)
