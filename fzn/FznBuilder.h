@@ -9,6 +9,11 @@
 // over arrays become Boolean sums. Literals in variable positions become
 // fixed variables (one per value). An unsupported construct is an error that
 // names it and its line; nothing is silently dropped.
+//
+// Before anything is created, every constraint is checked against its
+// builtin's signature (argument count, each argument's type, paired array
+// lengths); a mismatch is an error at the argument's position naming the
+// constraint and the argument.
 #pragma once
 
 #include <cstdint>

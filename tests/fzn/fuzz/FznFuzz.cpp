@@ -3,11 +3,7 @@
 // nodes of search. Anything else (a crash, a sanitizer report, another
 // exception type, an error without a position) is a finding.
 //
-//   CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DNUVFD_FUZZ=ON -DNUVFD_TESTS=OFF -DNUVFD_BENCH=OFF
-//   cmake --build build-fuzz --target fzn_fuzz
-//   mkdir -p /tmp/corpus
-//   build-fuzz/fzn_fuzz /tmp/corpus tests/fzn/data tests/fzn/e2e -dict=tests/fzn/fuzz/fzn.dict
-//       -max_len=16384 -timeout=10 -rss_limit_mb=4096 -max_total_time=1800   (on the same line)
+// How to build and run it: the README's Fuzzing section.
 //
 // A crash or hang it reports becomes a case in tests/fzn/FznErrorTest.cpp.
 #include <cstddef>
