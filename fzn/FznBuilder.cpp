@@ -17,6 +17,20 @@ namespace {
 constexpr std::int64_t kMinValue = -1073741823;
 constexpr std::int64_t kMaxValue = 1073741822;
 
+// Sums and products of constants from the file (anywhere in 64 bits) with
+// coefficients and bounds are taken in 128 bits, where they cannot overflow.
+using Wide = __int128;
+
+Wide floorDiv(Wide a, Wide b) {
+  Wide q = a / b;
+  if (q * b != a && ((a < 0) != (b < 0))) --q;
+  return q;
+}
+
+// Variables never leave the representable range, so a constant beyond it
+// acts like the first value past the range's end.
+int clampedInt(Wide v) { return static_cast<int>(std::clamp<Wide>(v, kMinValue - 1, kMaxValue + 1)); }
+
 bool isUnit2(const std::vector<std::int64_t>& c, std::int64_t a, std::int64_t b) {
   return c.size() == 2 && c[0] == a && c[1] == b;
 }
@@ -26,57 +40,61 @@ bool isUnit2(const std::vector<std::int64_t>& c, std::int64_t a, std::int64_t b)
 
 FznBuilder::FznBuilder(const FznModel& model, RavRuntime& rt, NuvNativeObject* store)
     : _m(model), _rt(rt), _store(store) {
-  _handlers = {
-      {"int_eq", &FznBuilder::intEq},
-      {"int_ne", &FznBuilder::intNe},
-      {"int_le", &FznBuilder::intLe},
-      {"int_lt", &FznBuilder::intLt},
-      {"int_eq_reif", &FznBuilder::intEqReif},
-      {"int_ne_reif", &FznBuilder::intNeReif},
-      {"int_le_reif", &FznBuilder::intLeReif},
-      {"int_lt_reif", &FznBuilder::intLtReif},
-      {"int_lin_eq", &FznBuilder::intLinEq},
-      {"int_lin_ne", &FznBuilder::intLinNe},
-      {"int_lin_le", &FznBuilder::intLinLe},
-      {"int_lin_eq_reif", &FznBuilder::intLinEqReif},
-      {"int_lin_ne_reif", &FznBuilder::intLinNeReif},
-      {"int_lin_le_reif", &FznBuilder::intLinLeReif},
-      {"int_plus", &FznBuilder::intPlus},
-      {"int_times", &FznBuilder::intTimes},
-      {"int_div", &FznBuilder::intDiv},
-      {"int_mod", &FznBuilder::intMod},
-      {"int_abs", &FznBuilder::intAbs},
-      {"int_min", &FznBuilder::intMin},
-      {"int_max", &FznBuilder::intMax},
-      {"int_pow", &FznBuilder::intPow},
-      {"array_int_minimum", &FznBuilder::arrayIntMinimum},
-      {"array_int_maximum", &FznBuilder::arrayIntMaximum},
-      {"array_int_element", &FznBuilder::arrayIntElement},
-      {"array_bool_element", &FznBuilder::arrayIntElement},
-      {"array_var_int_element", &FznBuilder::arrayVarIntElement},
-      {"array_var_bool_element", &FznBuilder::arrayVarIntElement},
-      {"array_bool_and", &FznBuilder::arrayBoolAnd},
-      {"array_bool_or", &FznBuilder::arrayBoolOr},
-      {"array_bool_xor", &FznBuilder::arrayBoolXor},
-      {"bool_clause", &FznBuilder::boolClause},
-      {"bool_clause_reif", &FznBuilder::boolClauseReif},
-      {"bool2int", &FznBuilder::intEq},
-      {"bool_eq", &FznBuilder::intEq},
-      {"bool_eq_reif", &FznBuilder::intEqReif},
-      {"bool_ne", &FznBuilder::intNe},
-      {"bool_ne_reif", &FznBuilder::intNeReif},
-      {"bool_le", &FznBuilder::intLe},
-      {"bool_le_reif", &FznBuilder::intLeReif},
-      {"bool_lt", &FznBuilder::boolLt},
-      {"bool_lt_reif", &FznBuilder::boolLtReif},
-      {"bool_and", &FznBuilder::boolAnd},
-      {"bool_or", &FznBuilder::boolOr},
-      {"bool_xor", &FznBuilder::boolXor},
-      {"bool_not", &FznBuilder::boolNot},
-      {"bool_lin_eq", &FznBuilder::boolLinEq},
-      {"bool_lin_le", &FznBuilder::boolLinLe},
-      {"set_in", &FznBuilder::setIn},
-      {"set_in_reif", &FznBuilder::setInReif},
+  using B = FznBuilder;
+  constexpr Arg I = Arg::Int, IV = Arg::IntVar, BV = Arg::BoolVar, IA = Arg::IntArray,
+                BA = Arg::BoolArray, IVA = Arg::IntVarArray, BVA = Arg::BoolVarArray,
+                S = Arg::IntSet;
+  _builtins = {
+      {"int_eq", {&B::intEq, {IV, IV}}},
+      {"int_ne", {&B::intNe, {IV, IV}}},
+      {"int_le", {&B::intLe, {IV, IV}}},
+      {"int_lt", {&B::intLt, {IV, IV}}},
+      {"int_eq_reif", {&B::intEqReif, {IV, IV, BV}}},
+      {"int_ne_reif", {&B::intNeReif, {IV, IV, BV}}},
+      {"int_le_reif", {&B::intLeReif, {IV, IV, BV}}},
+      {"int_lt_reif", {&B::intLtReif, {IV, IV, BV}}},
+      {"int_lin_eq", {&B::intLinEq, {IA, IVA, I}, 0, true}},
+      {"int_lin_ne", {&B::intLinNe, {IA, IVA, I}, 0, true}},
+      {"int_lin_le", {&B::intLinLe, {IA, IVA, I}, 0, true}},
+      {"int_lin_eq_reif", {&B::intLinEqReif, {IA, IVA, I, BV}, 0, true}},
+      {"int_lin_ne_reif", {&B::intLinNeReif, {IA, IVA, I, BV}, 0, true}},
+      {"int_lin_le_reif", {&B::intLinLeReif, {IA, IVA, I, BV}, 0, true}},
+      {"int_plus", {&B::intPlus, {IV, IV, IV}}},
+      {"int_times", {&B::intTimes, {IV, IV, IV}}},
+      {"int_div", {&B::intDiv, {IV, IV, IV}}},
+      {"int_mod", {&B::intMod, {IV, IV, IV}}},
+      {"int_abs", {&B::intAbs, {IV, IV}}},
+      {"int_min", {&B::intMin, {IV, IV, IV}}},
+      {"int_max", {&B::intMax, {IV, IV, IV}}},
+      {"int_pow", {&B::intPow, {IV, IV, IV}}},
+      {"array_int_minimum", {&B::arrayIntMinimum, {IV, IVA}}},
+      {"array_int_maximum", {&B::arrayIntMaximum, {IV, IVA}}},
+      {"array_int_element", {&B::arrayIntElement, {IV, IA, IV}}},
+      {"array_bool_element", {&B::arrayIntElement, {IV, BA, BV}}},
+      {"array_var_int_element", {&B::arrayVarIntElement, {IV, IVA, IV}}},
+      {"array_var_bool_element", {&B::arrayVarIntElement, {IV, BVA, BV}}},
+      {"array_bool_and", {&B::arrayBoolAnd, {BVA, BV}}},
+      {"array_bool_or", {&B::arrayBoolOr, {BVA, BV}}},
+      {"array_bool_xor", {&B::arrayBoolXor, {BVA}}},
+      {"bool_clause", {&B::boolClause, {BVA, BVA}}},
+      {"bool_clause_reif", {&B::boolClauseReif, {BVA, BVA, BV}}},
+      {"bool2int", {&B::intEq, {BV, IV}}},
+      {"bool_eq", {&B::intEq, {BV, BV}}},
+      {"bool_eq_reif", {&B::intEqReif, {BV, BV, BV}}},
+      {"bool_ne", {&B::intNe, {BV, BV}}},
+      {"bool_ne_reif", {&B::intNeReif, {BV, BV, BV}}},
+      {"bool_le", {&B::intLe, {BV, BV}}},
+      {"bool_le_reif", {&B::intLeReif, {BV, BV, BV}}},
+      {"bool_lt", {&B::boolLt, {BV, BV}}},
+      {"bool_lt_reif", {&B::boolLtReif, {BV, BV, BV}}},
+      {"bool_and", {&B::boolAnd, {BV, BV, BV}}},
+      {"bool_or", {&B::boolOr, {BV, BV, BV}}},
+      {"bool_xor", {&B::boolXor, {BV, BV, BV}, 1}},  // bool_xor(a, b) is a != b
+      {"bool_not", {&B::boolNot, {BV, BV}}},
+      {"bool_lin_eq", {&B::boolLinEq, {IA, BVA, IV}, 0, true}},
+      {"bool_lin_le", {&B::boolLinLe, {IA, BVA, I}, 0, true}},
+      {"set_in", {&B::setIn, {IV, S}}},
+      {"set_in_reif", {&B::setInReif, {IV, S, BV}}},
   };
 }
 
@@ -85,7 +103,11 @@ NuvCPManagerI* FznBuilder::store() const { return static_cast<NuvCPManager*>(_st
 bool FznBuilder::build() {
   _varOf.assign(_m.symbolCount(), nullptr);
   for (const FznDecl& d : _m.decls) checkUnsupportedDecl(d);
+  checkConstraints();
   declareVars();
+  // An empty domain: nothing else needs building, and the variables it
+  // would have named do not exist.
+  if (_failed) return false;
   buildConstraints();
   buildOutputs();
   buildSolve();
@@ -165,6 +187,9 @@ void FznBuilder::declareVars() {
       if (dom.size() == 1) {
         x = newIntVar(lo, hi, d.pos);
       } else {
+        Wide holes = Wide(hi) - lo + 1;
+        for (const FznIntRange& r : dom) holes -= Wide(r.high) - r.low + 1;
+        spendHoles(holes, d.pos, "the domain of variable '" + d.name + "'");
         RavIntSet s;
         for (const FznIntRange& r : dom) s.ranges.emplace_back(r.low, r.high);
         _rt.push(_store);
@@ -186,17 +211,15 @@ void FznBuilder::declareVars() {
     if (!d.isVar() || d.isArray() || !d.value || !d.type.domain || _failed) continue;
     if (d.type.base != FznBaseType::Int) continue;
     std::vector<FznIntRange> dom = _m.intSetValue(*d.type.domain);
-    RavIntSet s;
-    for (const FznIntRange& r : dom) s.ranges.emplace_back(r.low, r.high);
     const FznExpr& target = _m.deref(*d.value);
     if (isFixed(target)) {
-      if (!s.contains(fixedValue(target))) fail();
+      const std::int64_t v = fixedValue(target);
+      if (std::none_of(dom.begin(), dom.end(),
+                       [&](const FznIntRange& r) { return r.low <= v && v <= r.high; }))
+        fail();
       continue;
     }
-    NuvCPIntVarI* x = implVar(target);
-    if (x->getMin() >= s.min() && x->getMax() <= s.max() && s.isRange()) continue;
-    for (std::int64_t v = x->getMin(); v <= x->getMax() && !_failed; ++v)
-      if (!s.contains(v) && x->removeValue(static_cast<int>(v)) == 0) fail();
+    if (!keepOnly(implVar(target), dom, d.pos, "the domain of variable '" + d.name + "'")) fail();
   }
 }
 
@@ -230,6 +253,36 @@ NuvNativeObject* FznBuilder::negation(NuvNativeObject* b) {
   NuvNativeObject* nb = newBoolVar();
   post("CP$NEqual", {RavValue(nb), RavValue(b)});
   return nb;
+}
+
+void FznBuilder::spendHoles(Wide holes, const FznPos& pos, const std::string& what) {
+  if (holes > _holesLeft)
+    _m.fail(pos, what + ": " + std::to_string(static_cast<std::int64_t>(holes)) +
+                     " values to clear from a domain; nuvfd clears at most " +
+                     std::to_string(kMaxHoles) + " in a model");
+  _holesLeft -= static_cast<std::int64_t>(holes);
+}
+
+bool FznBuilder::keepOnly(NuvCPIntVarI* x, const std::vector<FznIntRange>& ranges,
+                          const FznPos& pos, const std::string& what) {
+  if (ranges.empty()) return false;
+  if (x->updateMin(clampedInt(ranges.front().low)) == 0 ||
+      x->updateMax(clampedInt(ranges.back().high)) == 0)
+    return false;
+  Wide holes = 0;
+  for (std::size_t i = 0; i + 1 < ranges.size(); ++i) {
+    const Wide lo = std::max<Wide>(ranges[i].high + 1, x->getMin());
+    const Wide hi = std::min<Wide>(ranges[i + 1].low - 1, x->getMax());
+    if (lo <= hi) holes += hi - lo + 1;
+  }
+  spendHoles(holes, pos, what);
+  for (std::size_t i = 0; i + 1 < ranges.size(); ++i) {
+    const std::int64_t lo = std::max<std::int64_t>(ranges[i].high + 1, x->getMin());
+    const std::int64_t hi = std::min<std::int64_t>(ranges[i + 1].low - 1, x->getMax());
+    for (std::int64_t v = lo; v <= hi; ++v)
+      if (x->member(static_cast<int>(v)) && x->removeValue(static_cast<int>(v)) == 0) return false;
+  }
+  return true;
 }
 
 bool FznBuilder::isFixed(const FznExpr& e) const {
@@ -303,9 +356,20 @@ void FznBuilder::buildConstraints() {
     if (_failed) return;
     if (_skip[i]) continue;
     _current = &c;
+    (this->*(_builtinOf[i]->handler))(c);
+  }
+  _current = nullptr;
+}
+
+// ---- argument checks --------------------------------------------------------------
+
+void FznBuilder::checkConstraints() {
+  _builtinOf.assign(_m.constraints.size(), nullptr);
+  for (std::size_t i = 0; i < _m.constraints.size(); ++i) {
+    const FznConstraint& c = _m.constraints[i];
     const std::string& name = _m.name(c.symbol);
-    auto it = _handlers.find(name);
-    if (it == _handlers.end()) {
+    auto it = _builtins.find(name);
+    if (it == _builtins.end()) {
       const bool floaty = name.rfind("float_", 0) == 0 || name == "int2float" ||
                           name.find("_float_") != std::string::npos;
       const bool sety = name.rfind("set_", 0) == 0 || name.find("_set_") != std::string::npos;
@@ -314,9 +378,117 @@ void FznBuilder::buildConstraints() {
                           : sety ? " (set constraints are not available yet)"
                                  : ""));
     }
-    (this->*(it->second))(c);
+    checkArguments(c, it->second);
+    _builtinOf[i] = &it->second;
   }
-  _current = nullptr;
+}
+
+void FznBuilder::checkArguments(const FznConstraint& c, const Builtin& b) const {
+  const std::string& name = _m.name(c.symbol);
+  const std::size_t most = b.args.size(), least = most - b.optional;
+  if (c.args.size() < least || c.args.size() > most) {
+    const std::string expected =
+        least == most ? std::to_string(most) : std::to_string(least) + " to " + std::to_string(most);
+    _m.fail(c.pos, "constraint " + name + ": expected " + expected + " argument" +
+                       (most == 1 ? "" : "s") + ", found " + std::to_string(c.args.size()));
+  }
+  // Arguments parsed from the file carry their own position; the
+  // constraint's is the fallback.
+  auto at = [&](const FznExpr& e) { return e.pos.line > 0 ? e.pos : c.pos; };
+  for (std::size_t i = 0; i < c.args.size(); ++i) {
+    const std::string why = mismatch(c.args[i], b.args[i]);
+    if (!why.empty())
+      _m.fail(at(c.args[i]),
+              "constraint " + name + ": argument " + std::to_string(i + 1) + ": " + why);
+  }
+  if (b.pairedArrays) {
+    // Coefficients are negated and posted as 32-bit values.
+    std::size_t i = 0;
+    for (const FznExpr& e : _m.arrayElements(c.args[0])) {
+      ++i;
+      const std::int64_t v = _m.deref(e).intValue();
+      if (v < INT32_MIN || v > INT32_MAX)
+        _m.fail(at(c.args[0]), "constraint " + name + ": argument 1: element " + std::to_string(i) +
+                                   ": coefficient " + std::to_string(v) + " does not fit in 32 bits");
+    }
+    const std::size_t n0 = _m.arrayElements(c.args[0]).size();
+    const std::size_t n1 = _m.arrayElements(c.args[1]).size();
+    if (n0 != n1)
+      _m.fail(at(c.args[1]), "constraint " + name + ": argument 2 has " + std::to_string(n1) +
+                                 " element" + (n1 == 1 ? "" : "s") + " but argument 1 has " +
+                                 std::to_string(n0));
+  }
+}
+
+std::string FznBuilder::mismatch(const FznExpr& e, Arg kind) const {
+  const FznExpr& d = _m.deref(e);
+  const FznDecl* decl = d.kind == FznExprKind::Ident ? _m.find(d.symbol) : nullptr;
+  auto found = [&]() -> std::string {
+    if (d.kind == FznExprKind::Bool) return std::string("Boolean ") + (d.boolValue() ? "true" : "false");
+    if (decl && decl->isVar() && !decl->isArray()) {
+      const char* type = decl->type.base == FznBaseType::Bool    ? "Boolean"
+                         : decl->type.base == FznBaseType::Float ? "float"
+                         : decl->type.base == FznBaseType::IntSet ? "set"
+                                                                   : "integer";
+      return std::string(type) + " variable '" + decl->name + "'";
+    }
+    return _m.describe(d);
+  };
+  auto scalar = [&](Arg k) -> std::string {
+    switch (k) {
+      case Arg::Int:
+        if (d.kind == FznExprKind::Int) return {};
+        return "expected an integer constant, found " + found();
+      case Arg::IntVar:
+        if (d.kind == FznExprKind::Int) return {};
+        if (decl && decl->isVar() && !decl->isArray() && decl->type.base == FznBaseType::Int)
+          return {};
+        return "expected an integer variable or constant, found " + found();
+      case Arg::BoolVar:
+        if (d.kind == FznExprKind::Bool) return {};
+        if (decl && decl->isVar() && !decl->isArray() && decl->type.base == FznBaseType::Bool)
+          return {};
+        return "expected a Boolean variable or constant, found " + found();
+      case Arg::Bool:
+        if (d.kind == FznExprKind::Bool) return {};
+        return "expected a Boolean constant, found " + found();
+      default:
+        return {};
+    }
+  };
+  switch (kind) {
+    case Arg::Int:
+    case Arg::Bool:
+    case Arg::IntVar:
+    case Arg::BoolVar:
+      return scalar(kind);
+    case Arg::IntSet:
+      if (d.kind == FznExprKind::IntSet) return {};
+      return "expected a set of integers, found " + found();
+    case Arg::IntArray:
+    case Arg::BoolArray:
+    case Arg::IntVarArray:
+    case Arg::BoolVarArray: {
+      const char* what = kind == Arg::IntArray      ? "an array of integer constants"
+                         : kind == Arg::BoolArray   ? "an array of Boolean constants"
+                         : kind == Arg::IntVarArray ? "an array of integer variables"
+                                                    : "an array of Boolean variables";
+      if (d.kind != FznExprKind::Array && !(decl && decl->isArray()))
+        return std::string("expected ") + what + ", found " + found();
+      const Arg item = kind == Arg::IntArray      ? Arg::Int
+                       : kind == Arg::BoolArray   ? Arg::Bool
+                       : kind == Arg::IntVarArray ? Arg::IntVar
+                                                  : Arg::BoolVar;
+      std::size_t i = 0;
+      for (const FznExpr& x : _m.arrayElements(d)) {
+        ++i;
+        const std::string why = mismatch(x, item);
+        if (!why.empty()) return "element " + std::to_string(i) + ": " + why;
+      }
+      return {};
+    }
+  }
+  return {};
 }
 
 // ---- relations ----------------------------------------------------------------------
@@ -327,7 +499,7 @@ void FznBuilder::binary(const FznExpr& x, const FznExpr& y, std::int64_t k, Rel 
   const char* reified[] = {"CP$ReifyEqual", "CP$ReifyNEqual", "CP$ReifyLEqual"};
   const int ri = static_cast<int>(rel);
   if (isFixed(x) && isFixed(y)) {
-    const std::int64_t a = fixedValue(x), b = fixedValue(y) + k;
+    const Wide a = fixedValue(x), b = Wide(fixedValue(y)) + k;
     const bool holds = rel == Rel::Eq ? a == b : rel == Rel::Ne ? a != b : a <= b;
     if (!r) {
       if (!holds) fail();
@@ -338,9 +510,7 @@ void FznBuilder::binary(const FznExpr& x, const FznExpr& y, std::int64_t k, Rel 
   }
   if (isFixed(y)) {
     // x rel c
-    // Variables never leave the representable range, so a constant beyond it
-    // acts like the first value past the range's end.
-    const int c = static_cast<int>(std::clamp(fixedValue(y) + k, kMinValue - 1, kMaxValue + 1));
+    const int c = clampedInt(Wide(fixedValue(y)) + k);
     const char* unary[] = {"CP$Equalc", "CP$NEqualc", "CP$LEqualc"};
     const char* unaryR[] = {"CP$ReifyEqualc", "CP$ReifyNEqualc", "CP$ReifyLEqualc"};
     if (!r)
@@ -351,7 +521,7 @@ void FznBuilder::binary(const FznExpr& x, const FznExpr& y, std::int64_t k, Rel 
   }
   if (isFixed(x)) {
     // c rel y + k  <=>  y rel' c - k
-    const int c = static_cast<int>(std::clamp(fixedValue(x) - k, kMinValue - 1, kMaxValue + 1));
+    const int c = clampedInt(Wide(fixedValue(x)) - k);
     const char* unary[] = {"CP$Equalc", "CP$NEqualc", "CP$GEqualc"};
     const char* unaryR[] = {"CP$ReifyEqualc", "CP$ReifyNEqualc", "CP$ReifyGEqualc"};
     if (!r)
@@ -399,36 +569,35 @@ void FznBuilder::boolLtReif(const FznConstraint& c) { intLtReif(c); }
 
 // ---- linear -------------------------------------------------------------------------
 
-void FznBuilder::linear(std::vector<std::int64_t> coefs, RavObjectArray xs, std::int64_t rhs,
-                        Rel rel, NuvNativeObject* r, const FznPos& pos) {
+void FznBuilder::linear(std::vector<std::int64_t> coefs, RavObjectArray xs, Wide rhs, Rel rel,
+                        NuvNativeObject* r, const FznPos& pos) {
   // Merge like terms, fold fixed variables into the right-hand side and drop
   // zero coefficients.
-  std::vector<std::int64_t> cs;
+  std::vector<Wide> wide;
   RavObjectArray vs;
   vs.low = 1;
   std::map<NuvCPIntVarI*, std::size_t> seen;
   for (std::size_t i = 0; i < coefs.size(); ++i) {
     NuvCPIntVarI* x = static_cast<NuvCPVarObject*>(xs.values[i])->intVar();
     if (x->isBound()) {
-      rhs -= coefs[i] * x->getMin();
+      rhs -= Wide(coefs[i]) * x->getMin();
       continue;
     }
-    auto [it, fresh] = seen.emplace(x, cs.size());
+    auto [it, fresh] = seen.emplace(x, wide.size());
     if (fresh) {
-      cs.push_back(coefs[i]);
+      wide.push_back(coefs[i]);
       vs.values.push_back(xs.values[i]);
     } else {
-      cs[it->second] += coefs[i];
+      wide[it->second] += coefs[i];
     }
   }
-  for (std::size_t i = cs.size(); i-- > 0;)
-    if (cs[i] == 0) {
-      cs.erase(cs.begin() + static_cast<std::ptrdiff_t>(i));
+  for (std::size_t i = wide.size(); i-- > 0;)
+    if (wide[i] == 0) {
+      wide.erase(wide.begin() + static_cast<std::ptrdiff_t>(i));
       vs.values.erase(vs.values.begin() + static_cast<std::ptrdiff_t>(i));
     }
-  const int rhs32 = checkedInt(rhs, pos, "right-hand side");
 
-  if (cs.empty()) {
+  if (wide.empty()) {
     const bool holds = rel == Rel::Eq ? 0 == rhs : rel == Rel::Ne ? 0 != rhs : 0 <= rhs;
     if (!r) {
       if (!holds) fail();
@@ -437,23 +606,23 @@ void FznBuilder::linear(std::vector<std::int64_t> coefs, RavObjectArray xs, std:
     }
     return;
   }
-  if (cs.size() == 1) {
-    const std::int64_t a = cs[0];
+  if (wide.size() == 1) {
+    const Wide a = wide[0];
     NuvNativeObject* x = vs.values[0];
     if (rel == Rel::Le) {
-      const std::int64_t bound = a > 0 ? nuvCPFloorDiv(rhs, a) : nuvCPCeilDiv(rhs, a);
-      const std::int64_t clamped = std::clamp(bound, kMinValue - 1, kMaxValue + 1);
+      // a * x <= rhs: x <= floor(rhs / a) for a > 0, x >= ceil(rhs / a) for a < 0.
+      const Wide bound = a > 0 ? floorDiv(rhs, a) : -floorDiv(-rhs, a);
+      const int clamped = clampedInt(bound);
       const char* cls = a > 0 ? (r ? "CP$ReifyLEqualc" : "CP$LEqualc")
                               : (r ? "CP$ReifyGEqualc" : "CP$GEqualc");
       if (r)
-        post(cls, {RavValue(x), RavValue(static_cast<int>(clamped)), RavValue(r)});
+        post(cls, {RavValue(x), RavValue(clamped), RavValue(r)});
       else
-        post(cls, {RavValue(x), RavValue(static_cast<int>(clamped))});
+        post(cls, {RavValue(x), RavValue(clamped)});
       return;
     }
     if (rhs % a != 0) {  // a * x never equals rhs
-      const bool eqHolds = false;
-      const bool holds = rel == Rel::Eq ? eqHolds : !eqHolds;
+      const bool holds = rel == Rel::Ne;
       if (!r) {
         if (!holds) fail();
       } else {
@@ -461,15 +630,43 @@ void FznBuilder::linear(std::vector<std::int64_t> coefs, RavObjectArray xs, std:
       }
       return;
     }
-    const std::int64_t v = std::clamp(rhs / a, kMinValue - 1, kMaxValue + 1);
+    const int v = clampedInt(rhs / a);
     const char* cls = rel == Rel::Eq ? (r ? "CP$ReifyEqualc" : "CP$Equalc")
                                      : (r ? "CP$ReifyNEqualc" : "CP$NEqualc");
     if (r)
-      post(cls, {RavValue(x), RavValue(static_cast<int>(v)), RavValue(r)});
+      post(cls, {RavValue(x), RavValue(v), RavValue(r)});
     else
-      post(cls, {RavValue(x), RavValue(static_cast<int>(v))});
+      post(cls, {RavValue(x), RavValue(v)});
     return;
   }
+  // A relation its terms' bounds already decide needs no propagator (and
+  // its right-hand side may lie anywhere).
+  Wide low = 0, high = 0;
+  for (std::size_t i = 0; i < wide.size(); ++i) {
+    const NuvCPIntVarI* x = static_cast<NuvCPVarObject*>(vs.values[i])->intVar();
+    low += wide[i] * (wide[i] > 0 ? x->getMin() : x->getMax());
+    high += wide[i] * (wide[i] > 0 ? x->getMax() : x->getMin());
+  }
+  const bool decided = rel == Rel::Le ? high <= rhs || low > rhs : rhs < low || rhs > high;
+  if (decided) {
+    const bool holds = rel == Rel::Le ? high <= rhs : rel == Rel::Ne;
+    if (!r) {
+      if (!holds) fail();
+    } else {
+      post("CP$Equalc", {RavValue(r), RavValue(holds ? 1 : 0)});
+    }
+    return;
+  }
+  // Two or more terms go to classes that take 32-bit coefficients and
+  // right-hand side.
+  auto narrow = [&](Wide v, const char* what) {
+    if (v < INT32_MIN || v > INT32_MAX)
+      _m.fail(pos, std::string(what) + " of the linear constraint does not fit in 32 bits");
+    return static_cast<std::int64_t>(v);
+  };
+  std::vector<std::int64_t> cs;
+  for (Wide a : wide) cs.push_back(narrow(a, "a coefficient"));
+  const int rhs32 = static_cast<int>(narrow(rhs, "the right-hand side"));
   if (isUnit2(cs, 1, -1) || isUnit2(cs, -1, 1)) {
     // x - y rel rhs  <=>  x rel y + rhs
     NuvNativeObject* x = cs[0] == 1 ? vs.values[0] : vs.values[1];
@@ -497,7 +694,7 @@ void FznBuilder::linear(std::vector<std::int64_t> coefs, RavObjectArray xs, std:
     post("CP$LinearGEQ", std::move(args));
     return;
   }
-  const int k = checkedInt(-rhs, pos, "right-hand side");
+  const int k = static_cast<int>(narrow(-rhs, "the right-hand side"));
   std::vector<RavValue> args = {RavValue(intArray(cs, pos)), RavValue(vs), RavValue(k)};
   if (rel == Rel::Eq && r)
     args.emplace_back(r);
@@ -551,7 +748,7 @@ void FznBuilder::intLinLeReif(const FznConstraint& c) {
   } else {
     // not (sum <= rhs)  <=>  -sum <= -rhs - 1
     for (auto& a : coefs) a = -a;
-    linear(coefs, vars(c.args[1]), -rhs - 1, Rel::Le, nullptr, c.pos);
+    linear(coefs, vars(c.args[1]), -Wide(rhs) - 1, Rel::Le, nullptr, c.pos);
   }
 }
 
@@ -580,10 +777,13 @@ void FznBuilder::intAbs(const FznConstraint& c) {
 void FznBuilder::intMin(const FznConstraint& c) { function("min", c); }
 void FznBuilder::intMax(const FznConstraint& c) { function("max", c); }
 void FznBuilder::intPow(const FznConstraint& c) { function("pow", c); }
+// The minimum or maximum of no values is undefined: the constraint fails.
 void FznBuilder::arrayIntMinimum(const FznConstraint& c) {
+  if (_m.arrayElements(c.args[1]).empty()) return fail();
   post("CP$CExpr", {RavValue("minimum"), RavValue(var(c.args[0])), RavValue(vars(c.args[1]))});
 }
 void FznBuilder::arrayIntMaximum(const FznConstraint& c) {
+  if (_m.arrayElements(c.args[1]).empty()) return fail();
   post("CP$CExpr", {RavValue("maximum"), RavValue(var(c.args[0])), RavValue(vars(c.args[1]))});
 }
 
@@ -593,13 +793,25 @@ void FznBuilder::arrayIntElement(const FznConstraint& c) {
   std::vector<std::int64_t> values;
   for (const FznExpr& e : _m.arrayElements(c.args[1])) {
     const FznExpr& d = _m.deref(e);
-    values.push_back(d.kind == FznExprKind::Bool ? (d.boolValue() ? 1 : 0) : _m.intValue(e));
+    values.push_back(d.intValue());
   }
-  post("CP$Element", {RavValue(var(c.args[0])), RavValue(intArray(values, c.pos)),
-                      RavValue(var(c.args[2]))});
+  if (values.empty()) {  // no index is valid
+    fail();
+    return;
+  }
+  // A value beyond the representable range is never the result's, whatever
+  // it is exactly.
+  RavIntArray table;
+  table.low = 1;
+  for (std::int64_t v : values) table.values.push_back(clampedInt(v));
+  post("CP$Element", {RavValue(var(c.args[0])), RavValue(std::move(table)), RavValue(var(c.args[2]))});
 }
 
 void FznBuilder::arrayVarIntElement(const FznConstraint& c) {
+  if (_m.arrayElements(c.args[1]).empty()) {  // no index is valid
+    fail();
+    return;
+  }
   post("CP$ElementVar",
        {RavValue(var(c.args[0])), RavValue(vars(c.args[1])), RavValue(var(c.args[2]))});
 }
@@ -759,22 +971,10 @@ void FznBuilder::setIn(const FznConstraint& c) {
       fail();
     return;
   }
-  NuvCPIntVarI* x = implVar(c.args[0]);
-  if (ranges.empty()) {
+  if (!keepOnly(implVar(c.args[0]), ranges, c.pos, "constraint set_in")) {
     fail();
     return;
   }
-  if (x->updateMin(static_cast<int>(std::max(ranges.front().low, kMinValue - 1))) == 0 ||
-      x->updateMax(static_cast<int>(std::min(ranges.back().high, kMaxValue + 1))) == 0) {
-    fail();
-    return;
-  }
-  for (std::size_t i = 0; i + 1 < ranges.size(); ++i)
-    for (std::int64_t v = ranges[i].high + 1; v < ranges[i + 1].low; ++v)
-      if (x->removeValue(static_cast<int>(v)) == 0) {
-        fail();
-        return;
-      }
   _rt.call(_store, "propagate", 0);
   if (!store()->isConsistent()) fail();
 }
@@ -792,10 +992,8 @@ void FznBuilder::setInReif(const FznConstraint& c) {
     NuvNativeObject* le = newBoolVar();
     const FznIntRange range = ranges.front();
     NuvNativeObject* x = var(c.args[0]);
-    post("CP$ReifyGEqualc",
-         {RavValue(x), RavValue(checkedInt(range.low, c.pos, "bound")), RavValue(ge)});
-    post("CP$ReifyLEqualc",
-         {RavValue(x), RavValue(checkedInt(range.high, c.pos, "bound")), RavValue(le)});
+    post("CP$ReifyGEqualc", {RavValue(x), RavValue(clampedInt(range.low)), RavValue(ge)});
+    post("CP$ReifyLEqualc", {RavValue(x), RavValue(clampedInt(range.high)), RavValue(le)});
     RavObjectArray as;
     as.values = {ge, le};
     linear({-1, -1}, as, -2, Rel::Le, rv, c.pos);

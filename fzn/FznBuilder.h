@@ -9,6 +9,11 @@
 // over arrays become Boolean sums. Literals in variable positions become
 // fixed variables (one per value). An unsupported construct is an error that
 // names it and its line; nothing is silently dropped.
+//
+// Before anything is created, every constraint is checked against its
+// builtin's signature (argument count, each argument's type, paired array
+// lengths); a mismatch is an error at the argument's position naming the
+// constraint and the argument.
 #pragma once
 
 #include <cstdint>
@@ -67,17 +72,53 @@ class FznBuilder {
  private:
   using Handler = void (FznBuilder::*)(const FznConstraint&);
 
+  // What a builtin accepts in one argument position. Variables are checked
+  // against their declared type: a Boolean where an integer is expected (or
+  // the reverse) is an error, as FlatZinc converts only through bool2int.
+  enum class Arg : std::uint8_t {
+    Int,           // an integer constant
+    Bool,          // a Boolean constant
+    IntVar,        // an integer variable or constant
+    BoolVar,       // a Boolean variable or constant
+    IntArray,      // an array of integer constants
+    BoolArray,     // an array of Boolean constants
+    IntVarArray,   // an array of integer variables or constants
+    BoolVarArray,  // an array of Boolean variables or constants
+    IntSet,        // a set of integers
+  };
+  // A builtin: its handler and signature. The signature is checked before
+  // the handler runs, so handlers index their arguments freely.
+  struct Builtin {
+    Handler handler;
+    std::vector<Arg> args;
+    std::size_t optional = 0;   // trailing arguments that may be left out
+    bool pairedArrays = false;  // arguments 1 and 2 have the same length
+  };
+
   void findAliases();
   void declareVars();
   void buildConstraints();
   void buildOutputs();
   void buildSolve();
   void checkUnsupportedDecl(const FznDecl& d) const;
+  void checkConstraints();
+  void checkArguments(const FznConstraint& c, const Builtin& b) const;
+  // Why `e` does not fit `kind` (empty when it does).
+  std::string mismatch(const FznExpr& e, Arg kind) const;
 
   // Variables and values of arguments.
   NuvNativeObject* var(const FznExpr& e);      // a variable object (literals fixed)
   RavObjectArray vars(const FznExpr& e);       // an array of variable objects, low = 1
   NuvCPIntVarI* implVar(const FznExpr& e);
+  // Holes in domains are cleared value by value, so a model may clear only
+  // so many (in declared domains, set_in and narrowing aliases together);
+  // beyond, it is refused with an error naming `what` rather than hang.
+  static constexpr std::int64_t kMaxHoles = std::int64_t(1) << 22;
+  void spendHoles(__int128 holes, const FznPos& pos, const std::string& what);
+  // Removes from x every value outside `ranges` (sorted, disjoint); false
+  // when x's domain empties.
+  bool keepOnly(NuvCPIntVarI* x, const std::vector<FznIntRange>& ranges, const FznPos& pos,
+                const std::string& what);
   bool isFixed(const FznExpr& e) const;        // a literal after dereferencing
   std::int64_t fixedValue(const FznExpr& e) const;
   NuvNativeObject* constant(std::int64_t v, const FznPos& pos);
@@ -138,7 +179,7 @@ class FznBuilder {
   // Shared shapes.
   enum class Rel { Eq, Ne, Le };
   // sum(coefs[i] * xs[i]) rel rhs, optionally reified by r.
-  void linear(std::vector<std::int64_t> coefs, RavObjectArray xs, std::int64_t rhs, Rel rel,
+  void linear(std::vector<std::int64_t> coefs, RavObjectArray xs, __int128 rhs, Rel rel,
               NuvNativeObject* r, const FznPos& pos);
   // x rel y + k with either side possibly fixed, optionally reified by r.
   void binary(const FznExpr& x, const FznExpr& y, std::int64_t k, Rel rel,
@@ -147,7 +188,8 @@ class FznBuilder {
   const FznModel& _m;
   RavRuntime& _rt;
   NuvNativeObject* _store;
-  std::unordered_map<std::string, Handler> _handlers;
+  std::unordered_map<std::string, Builtin> _builtins;
+  std::vector<const Builtin*> _builtinOf;  // by constraint, after checkConstraints()
   std::vector<NuvNativeObject*> _varOf;  // by symbol; null for non-variables
   std::vector<std::uint32_t> _aliasOf;   // by symbol: the variable it shares, or UINT32_MAX
   std::vector<bool> _skip;               // by constraint: already expressed by an alias
@@ -158,6 +200,7 @@ class FznBuilder {
   std::vector<std::string> _warnings;
   NuvCPIntVarI* _objective = nullptr;
   const FznConstraint* _current = nullptr;
+  std::int64_t _holesLeft = kMaxHoles;
   int _posted = 0;
   bool _failed = false;
 };
