@@ -199,9 +199,7 @@ class Gen:
         elif fam in ("bool_clause", "bool_clause_reif"):
             pos = [self.barg() for _ in range(r.randint(0, 3))]
             neg = [self.barg() for _ in range(r.randint(0 if pos else 1, 3))]
-            args = [self.arr(pos), self.arr(neg)]
-            if fam == "bool_clause_reif":
-                args.append(self.control())
+            args = [self.arr(pos), self.arr(neg)]  # a _reif gets its control below
         elif fam == "bool2int":
             b = self.bvar()
             args = [b, self.ivar() if r.random() < 0.5 else self.aux("int", [0, 1])]
