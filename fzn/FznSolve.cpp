@@ -61,12 +61,22 @@ int fznRun(const FznOptions& options, std::ostream& out, std::ostream& err,
             << "' unknown, indomain_min used\n";
       search.addPhase(std::move(phase));
     }
-  // Whatever the annotations leave unbound is labelled last, so that every
-  // solution printed is complete. Without annotations: smallest domain first.
+  // Whatever the annotations leave unbound is labelled after them, so that
+  // every solution printed is complete. Without annotations: smallest domain
+  // first. The variables that tell answers apart (printed or declared by the
+  // model itself) are searched in full; the ones flattening introduced are
+  // only completed, so that each answer is printed once.
+  const NuvVarSelect restSelect = builder.phases().empty() || options.freeSearch
+                                      ? NuvVarSelect::FirstFail
+                                      : NuvVarSelect::InputOrder;
+  NuvSearchPhase decisions;
+  decisions.vars = builder.decisionVars();
+  decisions.varSelect = restSelect;
+  search.addPhase(std::move(decisions));
   NuvSearchPhase rest;
   rest.vars = builder.modelVars();
-  rest.varSelect = builder.phases().empty() || options.freeSearch ? NuvVarSelect::FirstFail
-                                                                   : NuvVarSelect::InputOrder;
+  rest.varSelect = restSelect;
+  rest.complete = false;
   search.addPhase(std::move(rest));
 
   const bool optimising = builder.objective() != nullptr;
@@ -78,7 +88,9 @@ int fznRun(const FznOptions& options, std::ostream& out, std::ostream& err,
   limits.nodes = options.nodeLimit;
   limits.failures = options.failLimit;
   limits.stop = stop;
-  if (!optimising) limits.solutions = options.allSolutions ? 0 : options.solutions;
+  // -n N bounds the solutions printed, with or without -a (0: no bound).
+  if (!optimising)
+    limits.solutions = options.solutions >= 0 ? options.solutions : options.allSolutions ? 0 : 1;
   const bool printEach = !optimising || options.allSolutions || options.intermediate;
 
   std::string last;  // the best solution, when only that one is printed
