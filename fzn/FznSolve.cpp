@@ -1,6 +1,7 @@
 #include "fzn/FznSolve.h"
 
 #include <chrono>
+#include <cstdint>
 #include <ostream>
 #include <sstream>
 #include <string>
@@ -84,7 +85,12 @@ int fznRun(const FznOptions& options, std::ostream& out, std::ostream& err,
     search.setObjective(builder.objective(), model.solve.kind == FznSolveKind::Maximize);
 
   NuvSearchLimits limits;
-  limits.timeMs = options.timeLimitMs;
+  // The time limit counts from the start of the run: whoever set it (the
+  // MiniZinc driver kills the solver a second after it) counts so too.
+  if (options.timeLimitMs > 0) {
+    const auto spent = static_cast<std::int64_t>(initTime * 1000);
+    limits.timeMs = options.timeLimitMs > spent ? options.timeLimitMs - spent : 1;
+  }
   limits.nodes = options.nodeLimit;
   limits.failures = options.failLimit;
   limits.stop = stop;
@@ -93,28 +99,34 @@ int fznRun(const FznOptions& options, std::ostream& out, std::ostream& err,
     limits.solutions = options.solutions >= 0 ? options.solutions : options.allSolutions ? 0 : 1;
   const bool printEach = !optimising || options.allSolutions || options.intermediate;
 
+  // Output is written only here, in the main flow, never from a signal
+  // handler (a signal only sets `stop`): each solution whole, in one write,
+  // flushed at once; then the best solution (when only that one is
+  // printed), the status and the statistics together, once.
   std::string last;  // the best solution, when only that one is printed
   NuvSearch::Outcome outcome = NuvSearch::Outcome::Exhausted;
   if (consistent) {
     outcome = search.solve(limits, [&] {
+      std::ostringstream os;
+      fznPrintSolution(os, builder.outputs());
       if (printEach) {
-        fznPrintSolution(out, builder.outputs());
+        const std::string text = os.str();
+        out.write(text.data(), static_cast<std::streamsize>(text.size()));
         out.flush();
       } else {
-        std::ostringstream os;
-        fznPrintSolution(os, builder.outputs());
         last = os.str();
       }
       return true;
     });
   }
-  if (!printEach) out << last;
+  std::ostringstream tail;
+  if (!printEach) tail << last;
 
   const NuvSearchStats& st = search.stats();
   if (outcome == NuvSearch::Outcome::Exhausted)
-    out << (st.solutions > 0 ? kFznComplete : kFznUnsat) << "\n";
+    tail << (st.solutions > 0 ? kFznComplete : kFznUnsat) << "\n";
   else if (st.solutions == 0)
-    out << kFznUnknown << "\n";
+    tail << kFznUnknown << "\n";
   if (options.stats) {
     std::vector<FznStat> stats = {
         {"initTime", fixed3(initTime)},
@@ -127,8 +139,10 @@ int fznRun(const FznOptions& options, std::ostream& out, std::ostream& err,
         {"peakDepth", std::to_string(st.peakDepth)},
     };
     if (optimising && st.solutions > 0) stats.push_back({"objective", std::to_string(search.best())});
-    fznPrintStats(out, stats);
+    fznPrintStats(tail, stats);
   }
+  const std::string text = tail.str();
+  out.write(text.data(), static_cast<std::streamsize>(text.size()));
   out.flush();
   return 0;
 }
