@@ -146,9 +146,10 @@ def check_fzn_output(data, names, stats):
     return None, blocks, status
 
 
-def check_mzn_output(out, err, rc):
-    # MiniZinc ends an interrupted run by dying of the SIGINT itself.
-    if rc not in (0, -signal.SIGINT):
+def check_mzn_output(out, err, rc, double=False):
+    # MiniZinc ends an interrupted run by dying of the SIGINT itself; a
+    # second SIGINT makes it give up at once, with status 1.
+    if rc not in (0, -signal.SIGINT) and not (double and rc == 1):
         return f"exit status {rc}: {err[-300:]!r}"
     if "Error" in err or "rror:" in out:
         return f"error: {err[-300:]!r}"
@@ -191,9 +192,15 @@ def run_minizinc(minizinc, msc, model, flags, delay, group, double=False):
     time.sleep(delay)
     if double:
         p.send_signal(signal.SIGINT)
-        os.killpg(p.pid, signal.SIGINT)
+        try:
+            os.killpg(p.pid, signal.SIGINT)
+        except ProcessLookupError:
+            pass
     elif group:
-        os.killpg(p.pid, signal.SIGINT)
+        try:
+            os.killpg(p.pid, signal.SIGINT)
+        except ProcessLookupError:
+            pass
     else:
         p.send_signal(signal.SIGINT)
     try:
@@ -202,7 +209,7 @@ def run_minizinc(minizinc, msc, model, flags, delay, group, double=False):
         os.killpg(p.pid, signal.SIGKILL)
         p.communicate()
         return "did not stop within 30 s of the signal"
-    return check_mzn_output(out, err, p.returncode)
+    return check_mzn_output(out, err, p.returncode, double)
 
 
 def main():
