@@ -111,6 +111,7 @@ bool FznBuilder::build() {
   buildConstraints();
   buildOutputs();
   buildSolve();
+  collectDecisionVars();
   return !_failed;
 }
 
@@ -1055,6 +1056,24 @@ void FznBuilder::buildOutputs() {
     }
     _outputs.push_back(std::move(item));
   }
+}
+
+void FznBuilder::collectDecisionVars() {
+  if (_failed) return;  // no search follows
+  for (const FznDecl& d : _m.decls) {
+    if (!d.isVar() || d.isArray()) continue;
+    const bool printed = _m.findAnnotation(d.annotations, "output_var") != nullptr;
+    if (!printed && _m.findAnnotation(d.annotations, "var_is_introduced")) continue;
+    FznExpr self;
+    self.kind = FznExprKind::Ident;
+    self.symbol = d.symbol;
+    self.pos = d.pos;
+    if (!isFixed(self)) _decisionVars.push_back(implVar(self));
+  }
+  // Printed arrays may name introduced variables.
+  for (const FznOutputItem& item : _outputs)
+    for (NuvCPIntVarI* x : item.vars)
+      if (x) _decisionVars.push_back(x);
 }
 
 void FznBuilder::buildSolve() {

@@ -62,6 +62,11 @@ class FznBuilder {
   // Every variable created for the model, in declaration order (the default
   // search's scope).
   const std::vector<NuvCPIntVarI*>& modelVars() const { return _modelVars; }
+  // The variables whose values tell solutions apart: the printed ones and
+  // those the model declares without var_is_introduced, in declaration
+  // order (a variable may appear twice). The other model variables were
+  // introduced by flattening: any consistent value of theirs will do.
+  const std::vector<NuvCPIntVarI*>& decisionVars() const { return _decisionVars; }
   // The objective variable (null for satisfaction problems).
   NuvCPIntVarI* objective() const { return _objective; }
   NuvCPManagerI* store() const;
@@ -100,6 +105,7 @@ class FznBuilder {
   void buildConstraints();
   void buildOutputs();
   void buildSolve();
+  void collectDecisionVars();
   void checkUnsupportedDecl(const FznDecl& d) const;
   void checkConstraints();
   void checkArguments(const FznConstraint& c, const Builtin& b) const;
@@ -195,6 +201,7 @@ class FznBuilder {
   std::vector<bool> _skip;               // by constraint: already expressed by an alias
   std::unordered_map<std::int64_t, NuvNativeObject*> _constants;
   std::vector<NuvCPIntVarI*> _modelVars;
+  std::vector<NuvCPIntVarI*> _decisionVars;
   std::vector<FznOutputItem> _outputs;
   std::vector<FznSearchPhase> _phases;
   std::vector<std::string> _warnings;

@@ -7,7 +7,7 @@ const char* const kFznUsage =
     "usage: fzn-nuvfd [options] model.fzn\n"
     "  -a, --all-solutions   print every solution (every improving one when optimising)\n"
     "  -i                    print improving solutions when optimising\n"
-    "  -n N                  stop after N solutions (satisfaction problems)\n"
+    "  -n N                  stop after N solutions (satisfaction problems, with -a too)\n"
     "  -s, --statistics      print statistics as %%%mzn-stat lines\n"
     "  -f                    ignore the model's search annotations\n"
     "  -t MS                 time limit in milliseconds\n"

@@ -10,7 +10,7 @@ struct FznOptions {
   std::string file;
   bool allSolutions = false;   // -a: every solution, or every improving one
   bool intermediate = false;   // -i: print improving solutions
-  std::int64_t solutions = 1;  // -n N (satisfaction); 0 = no limit
+  std::int64_t solutions = -1;  // -n N (satisfaction); 0 = no limit; -1: not given
   bool stats = false;          // -s
   bool freeSearch = false;     // -f: the solver's own search
   std::int64_t timeLimitMs = 0;  // -t ms; 0 = none

@@ -1,6 +1,7 @@
 #include "fzn/FznSolve.h"
 
 #include <chrono>
+#include <cstdint>
 #include <ostream>
 #include <sstream>
 #include <string>
@@ -61,12 +62,22 @@ int fznRun(const FznOptions& options, std::ostream& out, std::ostream& err,
             << "' unknown, indomain_min used\n";
       search.addPhase(std::move(phase));
     }
-  // Whatever the annotations leave unbound is labelled last, so that every
-  // solution printed is complete. Without annotations: smallest domain first.
+  // Whatever the annotations leave unbound is labelled after them, so that
+  // every solution printed is complete. Without annotations: smallest domain
+  // first. The variables that tell answers apart (printed or declared by the
+  // model itself) are searched in full; the ones flattening introduced are
+  // only completed, so that each answer is printed once.
+  const NuvVarSelect restSelect = builder.phases().empty() || options.freeSearch
+                                      ? NuvVarSelect::FirstFail
+                                      : NuvVarSelect::InputOrder;
+  NuvSearchPhase decisions;
+  decisions.vars = builder.decisionVars();
+  decisions.varSelect = restSelect;
+  search.addPhase(std::move(decisions));
   NuvSearchPhase rest;
   rest.vars = builder.modelVars();
-  rest.varSelect = builder.phases().empty() || options.freeSearch ? NuvVarSelect::FirstFail
-                                                                   : NuvVarSelect::InputOrder;
+  rest.varSelect = restSelect;
+  rest.complete = false;
   search.addPhase(std::move(rest));
 
   const bool optimising = builder.objective() != nullptr;
@@ -74,35 +85,48 @@ int fznRun(const FznOptions& options, std::ostream& out, std::ostream& err,
     search.setObjective(builder.objective(), model.solve.kind == FznSolveKind::Maximize);
 
   NuvSearchLimits limits;
-  limits.timeMs = options.timeLimitMs;
+  // The time limit counts from the start of the run: whoever set it (the
+  // MiniZinc driver kills the solver a second after it) counts so too.
+  if (options.timeLimitMs > 0) {
+    const auto spent = static_cast<std::int64_t>(initTime * 1000);
+    limits.timeMs = options.timeLimitMs > spent ? options.timeLimitMs - spent : 1;
+  }
   limits.nodes = options.nodeLimit;
   limits.failures = options.failLimit;
   limits.stop = stop;
-  if (!optimising) limits.solutions = options.allSolutions ? 0 : options.solutions;
+  // -n N bounds the solutions printed, with or without -a (0: no bound).
+  if (!optimising)
+    limits.solutions = options.solutions >= 0 ? options.solutions : options.allSolutions ? 0 : 1;
   const bool printEach = !optimising || options.allSolutions || options.intermediate;
 
+  // Output is written only here, in the main flow, never from a signal
+  // handler (a signal only sets `stop`): each solution whole, in one write,
+  // flushed at once; then the best solution (when only that one is
+  // printed), the status and the statistics together, once.
   std::string last;  // the best solution, when only that one is printed
   NuvSearch::Outcome outcome = NuvSearch::Outcome::Exhausted;
   if (consistent) {
     outcome = search.solve(limits, [&] {
+      std::ostringstream os;
+      fznPrintSolution(os, builder.outputs());
       if (printEach) {
-        fznPrintSolution(out, builder.outputs());
+        const std::string text = os.str();
+        out.write(text.data(), static_cast<std::streamsize>(text.size()));
         out.flush();
       } else {
-        std::ostringstream os;
-        fznPrintSolution(os, builder.outputs());
         last = os.str();
       }
       return true;
     });
   }
-  if (!printEach) out << last;
+  std::ostringstream tail;
+  if (!printEach) tail << last;
 
   const NuvSearchStats& st = search.stats();
   if (outcome == NuvSearch::Outcome::Exhausted)
-    out << (st.solutions > 0 ? kFznComplete : kFznUnsat) << "\n";
+    tail << (st.solutions > 0 ? kFznComplete : kFznUnsat) << "\n";
   else if (st.solutions == 0)
-    out << kFznUnknown << "\n";
+    tail << kFznUnknown << "\n";
   if (options.stats) {
     std::vector<FznStat> stats = {
         {"initTime", fixed3(initTime)},
@@ -115,8 +139,10 @@ int fznRun(const FznOptions& options, std::ostream& out, std::ostream& err,
         {"peakDepth", std::to_string(st.peakDepth)},
     };
     if (optimising && st.solutions > 0) stats.push_back({"objective", std::to_string(search.best())});
-    fznPrintStats(out, stats);
+    fznPrintStats(tail, stats);
   }
+  const std::string text = tail.str();
+  out.write(text.data(), static_cast<std::streamsize>(text.size()));
   out.flush();
   return 0;
 }

@@ -162,7 +162,7 @@ bool NuvSearch::lastValue(const NuvCPIntVarI* x, int& value) const {
 
 bool NuvSearch::split(NuvSearchPath& out) {
   for (Choice& c : _stack) {
-    if (c.delegated) continue;
+    if (c.delegated || c.completion) continue;
     out.assign(_path.begin(), _path.begin() + c.pathSize);
     out.push_back(NuvSearchDecision{opposite(c.left), c.var->getId(), c.value, nullptr});
     c.delegated = true;
@@ -278,6 +278,7 @@ bool NuvSearch::select(Choice& c) {
     c.var = x;
     c.value = selectValue(x, p.valSelect, c.left);
     c.delegated = false;
+    c.completion = !p.complete;
     return true;
   }
   return false;
@@ -315,13 +316,18 @@ void NuvSearch::onFailure(const NuvCPIntVarI* x) {
   if (id < _wdeg.size()) ++_wdeg[id];
 }
 
-bool NuvSearch::backtrack() {
+bool NuvSearch::backtrack(bool afterSolution) {
   while (!_stack.empty()) {
     const Choice c = _stack.back();
     _stack.pop_back();
     _trail->pop();
     _path.resize(c.pathSize);  // shrinks: no allocation
     if (c.delegated) continue;  // another worker owns the right branch
+    // The solution just found completed this choice's complete-phase
+    // assignment; its other completions are not other answers. Completion
+    // choices only ever sit above the complete ones, so the first complete
+    // choice met ends the skipping.
+    if (afterSolution && c.completion) continue;
     if (limitReached()) return false;
     // The restart re-imposes the objective's bound (the store's hook).
     ++_stats.restarts;
@@ -377,8 +383,19 @@ NuvSearch::Outcome NuvSearch::solve(const NuvSearchLimits& limits,
   _solutionMin.assign(varCount, 0);
   _solutionMax.assign(varCount, -1);
 
-  _work = _phases;
-  if (_work.empty()) {
+  NuvCPCstrI* const previousHook = _store->intObjective();
+  // With a hook the store already had, the search does not know the
+  // objective's variable and cannot label it before the completions: a
+  // completion could then decide the objective's value, and skipping the
+  // others could miss a better solution. Every phase is complete then.
+  const bool hookOnly = !_objective && previousHook && previousHook->isObjective();
+  _work.clear();
+  for (const NuvSearchPhase& p : _phases)
+    if (p.complete || hookOnly) {
+      _work.push_back(p);
+      _work.back().complete = true;
+    }
+  if (_phases.empty()) {
     NuvSearchPhase all;
     all.varSelect = NuvVarSelect::FirstFail;
     for (std::size_t i = 0; i < varCount; ++i) {
@@ -387,14 +404,21 @@ NuvSearch::Outcome NuvSearch::solve(const NuvSearchLimits& limits,
     }
     _work.push_back(std::move(all));
   }
-  // The objective is labelled last, towards its better end, so that it is
-  // bound at every solution even when no phase names it.
+  // The objective is labelled after the complete phases, towards its better
+  // end, so that it is bound at every solution even when no phase names it.
+  // Before the completions: each completion then has the objective's value
+  // already fixed, and the first one found is as good as any other (branch
+  // and bound needs no other), while the objective's own alternatives are
+  // still searched in full.
   if (_objective) {
     NuvSearchPhase last;
     last.vars.push_back(_objective);
     last.valSelect = _maximize ? NuvValSelect::Max : NuvValSelect::Min;
     _work.push_back(std::move(last));
   }
+  if (!hookOnly)
+    for (const NuvSearchPhase& p : _phases)
+      if (!p.complete) _work.push_back(p);
 
   // A choice point of the search's own, so that right branches taken at the
   // top level are undone too and the store ends as it started.
@@ -405,7 +429,6 @@ NuvSearch::Outcome NuvSearch::solve(const NuvSearchLimits& limits,
 
   // Branch and bound through the store's objective hook, posted inside the
   // search's own choice point so that it goes with the search.
-  NuvCPCstrI* const previousHook = _store->intObjective();
   NuvCPSearchControllerI* const previousController = _store->controller();
   _bound = nullptr;
   bool alive = true;
@@ -466,7 +489,7 @@ NuvSearch::Outcome NuvSearch::solve(const NuvSearchLimits& limits,
         }
         // Without an objective this node has no other solution; with one,
         // a better solution lies elsewhere too.
-        alive = backtrack();
+        alive = backtrack(true);
         continue;
       }
       _trail->push();

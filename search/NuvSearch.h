@@ -63,6 +63,16 @@ struct NuvSearchPhase {
   std::vector<NuvCPIntVarI*> vars;
   NuvVarSelect varSelect = NuvVarSelect::InputOrder;
   NuvValSelect valSelect = NuvValSelect::Min;
+  // A complete phase tries every value: two solutions that differ on its
+  // variables are two answers. A completion phase only completes a
+  // solution, for variables whose values tell no answers apart: its
+  // variables get one consistent assignment. A value that fails still gives
+  // way to the next, so a completion is found whenever one exists, and a
+  // failed completion backtracks into the complete phases; but once a
+  // solution is found, the search goes straight back past every completion
+  // choice to the last choice of a complete phase. Each assignment of the
+  // complete phases' variables thus gives at most one solution.
+  bool complete = true;
 };
 
 struct NuvSearchLimits {
@@ -122,8 +132,10 @@ class NuvSearch {
   NuvSearch(const NuvSearch&) = delete;
   NuvSearch& operator=(const NuvSearch&) = delete;
 
-  // Phases are searched in order; a variable is labelled by the first phase
-  // that holds it. Variables no phase covers stay as propagation leaves them.
+  // Phases are searched in order, the complete ones first (then the
+  // objective), the completion ones last; a variable is labelled by the
+  // first phase that holds it. Variables no phase covers stay as
+  // propagation leaves them.
   // Without any phase the search labels every integer variable of the store
   // (views excepted), smallest domain first, smallest value first.
   void addPhase(NuvSearchPhase phase);
@@ -170,9 +182,11 @@ class NuvSearch {
   const NuvSearchPath& path() const { return _path; }
   int depth() const { return static_cast<int>(_stack.size()); }
 
-  // Gives away the right branch of the shallowest open choice that still
-  // has one: `out` becomes the path to that subtree, which this search will
-  // no longer visit. False when no open choice is left.
+  // Gives away the right branch of the shallowest open choice of a complete
+  // phase that still has one: `out` becomes the path to that subtree, which
+  // this search will no longer visit. False when no open choice is left.
+  // (A completion choice's alternatives stay here: they only matter until
+  // this search has found the one completion it needs.)
   bool split(NuvSearchPath& out);
 
   // The store's recorder calls this with each post it records.
@@ -184,7 +198,8 @@ class NuvSearch {
     std::int32_t value;
     std::uint32_t pathSize;  // the path's length before the left branch
     NuvSearchDecision::Op left;
-    bool delegated;  // its right branch was given away
+    bool delegated;   // its right branch was given away
+    bool completion;  // made by a completion phase
   };
   // The first variable of a phase that may still be unbound. Trailed: the
   // variables before it stay bound in the whole subtree.
@@ -199,8 +214,9 @@ class NuvSearch {
   int selectValue(NuvCPIntVarI* x, NuvValSelect s, NuvSearchDecision::Op& op);
   int apply(NuvSearchDecision::Op op, NuvCPIntVarI* x, int value);
   // Pops choice points until a right branch can be taken; false when the
-  // tree is exhausted.
-  bool backtrack();
+  // tree is exhausted. After a solution, the choices of completion phases
+  // are popped without taking their right branches.
+  bool backtrack(bool afterSolution = false);
   bool limitReached();
   void countNode();
   void onFailure(const NuvCPIntVarI* x);

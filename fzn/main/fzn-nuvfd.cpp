@@ -5,7 +5,7 @@
 // bad command line or a model error (with a message on stderr naming the
 // file, line and column), 2 for an internal error.
 #include <atomic>
-#include <csignal>
+#include <signal.h>
 #include <exception>
 #include <iostream>
 #include <new>
@@ -20,14 +20,29 @@ namespace {
 
 // The one piece of process-wide state: a signal can only reach the search
 // through something global. The search polls it and stops, keeping what it
-// found.
+// found; the main flow then prints. The handler does nothing else: no
+// output, no allocation, nothing that could meet the printer half-way.
 std::atomic<bool> stopRequested{false};
+static_assert(std::atomic<bool>::is_always_lock_free);
 
 extern "C" void onSignal(int) { stopRequested.store(true, std::memory_order_relaxed); }
+
+// Installed before anything else, so that an interrupt during the parse
+// still ends with the usual output rather than a killed process. SA_RESTART:
+// a write interrupted by the signal goes on.
+void installHandlers() {
+  struct sigaction sa {};
+  sa.sa_handler = onSignal;
+  sigemptyset(&sa.sa_mask);
+  sa.sa_flags = SA_RESTART;
+  sigaction(SIGINT, &sa, nullptr);
+  sigaction(SIGTERM, &sa, nullptr);
+}
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  installHandlers();
   std::ios::sync_with_stdio(false);
   FznOptions options;
   try {
@@ -45,8 +60,6 @@ int main(int argc, char** argv) {
     return 0;
   }
   try {
-    std::signal(SIGINT, onSignal);
-    std::signal(SIGTERM, onSignal);
     return fznRun(options, std::cout, std::cerr, &stopRequested);
   } catch (const PimError& e) {
     std::cerr << e.what() << "\n";

@@ -451,3 +451,163 @@ TEST(SearchModelTest, ReplayFailsOnAnUnknownVariableOrAFailedStep) {
 }
 
 }  // namespace
+
+// ---- completion phases ------------------------------------------------------------------
+
+namespace completion {
+
+// The answers of a model when only the first k variables tell them apart:
+// the distinct prefixes of its solutions.
+std::set<std::vector<int>> prefixes(const std::set<std::vector<int>>& solutions, std::size_t k) {
+  std::set<std::vector<int>> out;
+  for (std::vector<int> s : solutions) {
+    s.resize(k);
+    out.insert(s);
+  }
+  return out;
+}
+
+}  // namespace completion
+
+TEST(SearchModelTest, CompletionPhasesGiveEachAnswerOnceAndLoseNone) {
+  // Random models whose first k variables are searched in full and the rest
+  // only completed: every distinct prefix of a solution comes exactly once,
+  // each with a real solution behind it. The completion phase is added
+  // first, yet is searched after the complete one.
+  std::mt19937 rng(20261123);
+  const NuvVarSelect varSels[] = {NuvVarSelect::InputOrder, NuvVarSelect::FirstFail,
+                                  NuvVarSelect::DomWDeg};
+  const NuvValSelect valSels[] = {NuvValSelect::Min, NuvValSelect::Max, NuvValSelect::Split,
+                                  NuvValSelect::Random};
+  int manyCompletions = 0;
+  for (int round = 0; round < 300; ++round) {
+    RandomModel model(rng);
+    const std::set<std::vector<int>> all = model.solutions();
+    const std::size_t k = static_cast<std::size_t>(round) % model.bounds.size();
+    const std::set<std::vector<int>> expected = completion::prefixes(all, k);
+
+    Instance in;
+    model.build(in);
+    NuvSearch search(&in.store, &in.trail);
+    search.setSeed(static_cast<std::uint64_t>(round));
+    std::vector<NuvCPIntVarI*> head(in.xs.begin(), in.xs.begin() + static_cast<long>(k));
+    std::vector<NuvCPIntVarI*> tail(in.xs.begin() + static_cast<long>(k), in.xs.end());
+    search.addPhase({tail, varSels[round % 3], valSels[(round / 3) % 4], false});
+    search.addPhase({head, varSels[(round / 12) % 3], valSels[round % 4]});
+    std::set<std::vector<int>> found;
+    auto outcome = search.solve({}, [&] {
+      std::vector<int> v = in.values();
+      EXPECT_TRUE(all.count(v)) << "round " << round << ": not a solution";
+      v.resize(k);
+      EXPECT_TRUE(found.insert(v).second) << "round " << round << " repeats an answer";
+      return true;
+    });
+    EXPECT_EQ(outcome, NuvSearch::Outcome::Exhausted);
+    EXPECT_EQ(found, expected) << "round " << round << ", " << k << " complete variables";
+    EXPECT_EQ(in.trail.depth(), 0u);
+    manyCompletions += all.size() > expected.size() && !expected.empty();
+  }
+  EXPECT_GT(manyCompletions, 100);  // the answers do have several completions
+}
+
+TEST(SearchModelTest, AFailedCompletionValueGivesWayToTheNext) {
+  // x in 0..2 searched in full; y in 0..2, z and w in 0..1 completed, all
+  // of y, z, w different and y != x. Forward checking sees none of it at
+  // the root: y = 0 and y = 1 each fail once z is bound, y = 2 succeeds
+  // (with two completions, z = 0 or z = 1, that are one answer); x = 2
+  // leaves y no value and fails back into x's choices.
+  Instance in;
+  NuvCPIntVarI* x = in.var(0, 2);
+  NuvCPIntVarI* y = in.var(0, 2);
+  NuvCPIntVarI* z = in.var(0, 1);
+  NuvCPIntVarI* w = in.var(0, 1);
+  ASSERT_NE(in.post<Differ>(y, z), 0);
+  ASSERT_NE(in.post<Differ>(y, w), 0);
+  ASSERT_NE(in.post<Differ>(z, w), 0);
+  ASSERT_NE(in.post<Differ>(y, x), 0);
+  NuvSearch search(&in.store, &in.trail);
+  search.addPhase({{x}, NuvVarSelect::InputOrder, NuvValSelect::Min});
+  search.addPhase({{y, z, w}, NuvVarSelect::InputOrder, NuvValSelect::Min, false});
+  std::vector<std::vector<int>> found;
+  EXPECT_EQ(search.solve({}, [&] { return found.push_back(in.values()), true; }),
+            NuvSearch::Outcome::Exhausted);
+  EXPECT_EQ(found, (std::vector<std::vector<int>>{{0, 2, 0, 1}, {1, 2, 0, 1}}));
+  EXPECT_GE(search.stats().failures, 4);
+}
+
+TEST(SearchModelTest, BranchAndBoundWithCompletionsStaysOptimal) {
+  // The objective is the last variable, which only a completion phase
+  // names: the search labels it before the completions, so the optimum is
+  // the brute-force one and every solution improves on the previous one.
+  std::mt19937 rng(20261124);
+  for (int round = 0; round < 150; ++round) {
+    RandomModel model(rng);
+    const std::set<std::vector<int>> all = model.solutions();
+    if (all.empty()) continue;
+    const std::size_t n = model.bounds.size();
+    for (bool maximize : {false, true}) {
+      int best = (*all.begin())[n - 1];
+      for (const auto& s : all) best = maximize ? std::max(best, s[n - 1]) : std::min(best, s[n - 1]);
+      Instance in;
+      model.build(in);
+      NuvSearch search(&in.store, &in.trail);
+      search.addPhase({{in.xs.begin(), in.xs.begin() + 1}, NuvVarSelect::InputOrder, NuvValSelect::Min});
+      search.addPhase({{in.xs.begin() + 1, in.xs.end()}, NuvVarSelect::FirstFail, NuvValSelect::Split,
+                       false});
+      search.setObjective(in.xs[n - 1], maximize);
+      std::vector<int> values;
+      std::ostringstream trace;
+      PimThreadOutputScope scope(trace);
+      EXPECT_EQ(search.solve({}, [&] {
+        EXPECT_TRUE(all.count(in.values())) << "round " << round;
+        return values.push_back(in.xs[n - 1]->getMin()), true;
+      }),
+                NuvSearch::Outcome::Exhausted);
+      ASSERT_FALSE(values.empty()) << "round " << round;
+      for (std::size_t i = 1; i < values.size(); ++i)
+        EXPECT_TRUE(maximize ? values[i] > values[i - 1] : values[i] < values[i - 1]);
+      EXPECT_EQ(search.best(), best) << "round " << round << (maximize ? " max" : " min");
+    }
+  }
+}
+
+TEST(SearchModelTest, SplitsNeverHandAwayACompletion) {
+  // 8-queens with the first four queens searched in full and the others
+  // completed, split every few nodes: the subtrees together give each
+  // placement of the first four queens that extends to a solution once.
+  Instance ref;
+  queens(ref, 8);
+  std::set<std::vector<int>> solutions;
+  NuvSearch all(&ref.store, &ref.trail);
+  all.solve({}, [&] { return solutions.insert(ref.values()), true; });
+  ASSERT_EQ(solutions.size(), 92u);
+  const std::set<std::vector<int>> expected = completion::prefixes(solutions, 4);
+
+  std::set<std::vector<int>> found;
+  std::vector<NuvSearchPath> pending{NuvSearchPath{}};
+  while (!pending.empty()) {
+    NuvSearchPath root = std::move(pending.back());
+    pending.pop_back();
+    Instance in;
+    queens(in, 8);
+    NuvSearch search(&in.store, &in.trail);
+    search.addPhase({{in.xs.begin(), in.xs.begin() + 4}, NuvVarSelect::FirstFail, NuvValSelect::Min});
+    search.addPhase({{in.xs.begin() + 4, in.xs.end()}, NuvVarSelect::FirstFail, NuvValSelect::Min, false});
+    search.setRoot(root);
+    search.setProgress(
+        [&](NuvSearch& s) {
+          NuvSearchPath away;
+          if (s.split(away)) pending.push_back(std::move(away));
+          return true;
+        },
+        3);
+    search.solve({}, [&] {
+      std::vector<int> v = in.values();
+      EXPECT_TRUE(solutions.count(v));
+      v.resize(4);
+      EXPECT_TRUE(found.insert(v).second) << "an answer found twice";
+      return true;
+    });
+  }
+  EXPECT_EQ(found, expected);
+}
