@@ -149,6 +149,54 @@ def solve(m):
     return found
 
 
+def unsat_by_parts(m):
+    """True when some group of constraints sharing variables has no solution
+    on its own (so the whole model is UNSAT), enumerating each group over its
+    own variables only; None when no group settles it.  Lets a model too large
+    to enumerate as a whole still be settled as UNSAT."""
+    named = m.named_arrays()
+    names = {v.name for v in m.vars}
+    doms = {v.name: ([False, True] if v.kind == "bool" else v.dom) for v in m.vars}
+    raw = list(m.cons) + [("int_eq", [v.name, v.value]) for v in m.vars if v.value is not None]
+    funcs = _constraints(m)
+    mentions = []
+    for _, args in raw:
+        text = " ".join(args)
+        for a, lit in named.items():
+            text = re.sub(rf"\b{a}\b", lit, text)
+        mentions.append({t for t in re.findall(r"[A-Za-z_]\w*", text) if t in names})
+    parent = list(range(len(raw)))
+
+    def find(i):
+        while parent[i] != i:
+            parent[i] = parent[parent[i]]
+            i = parent[i]
+        return i
+
+    owner = {}
+    for i, vs in enumerate(mentions):
+        for v in vs:
+            if v in owner:
+                parent[find(i)] = find(owner[v])
+            else:
+                owner[v] = i
+    groups = {}
+    for i in range(len(raw)):
+        groups.setdefault(find(i), []).append(i)
+    for members in groups.values():
+        vs = sorted(set().union(*(mentions[i] for i in members)))
+        size = 1
+        for v in vs:
+            size *= len(doms[v])
+        if size > LIMIT:
+            continue
+        cons = [funcs[i] for i in members]
+        if not any(all(_holds(n, [f(s) for f in fs]) for n, fs in cons)
+                   for s in (dict(zip(vs, vals)) for vals in itertools.product(*(doms[v] for v in vs)))):
+            return True
+    return None
+
+
 def optimum(m, found):
     obj = m.objective()
     if not found:

@@ -206,6 +206,8 @@ def settle(m, v):
     """Asks the brute-force oracle who is right; a disagreement where nuvfd
     is right is gecode's fault and is skipped as "gecode-wrong"."""
     truth = oracle.solve(m)
+    if truth is None and n_unsat(v) and oracle.unsat_by_parts(m):
+        return Verdict("skip", "gecode-wrong", v.detail, v.ours, v.theirs)
     if truth is None:
         v.detail += "\n(too large for the brute-force check)"
         return v
@@ -228,6 +230,10 @@ def settle(m, v):
     if best != gbest:
         v.detail += f"\n(brute force optimum {best}, matching neither)"
     return v
+
+
+def n_unsat(v):
+    return v.ours.status == "unsat" and not v.ours.blocks and v.theirs.status != "unsat"
 
 
 def compare_sat(n, g):

@@ -120,6 +120,15 @@ class Oracle(unittest.TestCase):
         self.assertEqual(set(found), {("x=0;",), ("x=1;",)})
         self.assertEqual(oracle.optimum(m, found), "1")
 
+    def test_unsat_settled_by_one_group_when_the_model_is_too_large(self):
+        free = "".join(f"var 0..99: f{i} :: output_var;\n" for i in range(4))
+        m = model(free + "var -4..5: x :: output_var;\nvar 0..9: y;\nvar 0..9: z;\n"
+                  "constraint int_mod(x, x, x);\nconstraint int_lt(y, z);\nsolve satisfy;\n")
+        self.assertIsNone(oracle.solve(m))
+        self.assertTrue(oracle.unsat_by_parts(m))
+        sat = model(free + "var 0..9: y;\nvar 0..9: z;\nconstraint int_lt(y, z);\nsolve satisfy;\n")
+        self.assertIsNone(oracle.unsat_by_parts(sat))
+
 
 def answer(status, *blocks):
     return run.Answer(status, [tuple(b.split()) for b in blocks])
