@@ -222,6 +222,17 @@ class NuvCPReifyBinaryI : public NuvCPCstrI {
   // With b unbound: b := 0 / 1 when the equality is decided, else 2.
   // `equalIs` is the value b takes when x == y + k holds.
   int decideEquality(int equalIs);
+  // The relation that b reifies: x rel y + k.
+  enum class Rel { Eq, Ne, Le };
+  // Sharing, seen at post: the post's status, or -1 when x, y and b have
+  // three different roots.
+  int postShared(Rel rel);
+  // b shares its root with x or with y.
+  bool controlShared() const;
+  // b and the operand it does not share with: drops each of b's values
+  // that no value of the operand supports, and once b is decided narrows
+  // the operand to the values that agree with it (entailed).
+  int propagateSharedControl(Rel rel);
   NuvCPIntVarI* _x;
   NuvCPIntVarI* _y;
   std::int32_t _k;
@@ -290,6 +301,12 @@ class NuvCPLogicI : public NuvCPCstrI {
  protected:
   // Subscribes to the bind events of whichever of x, y, b is unbound.
   void subscribeUnbound();
+  // Some variable fills two or three of the positions.
+  bool shared() const { return _x == _y || _x == _b || _y == _b; }
+  // The connective over the distinct variables, value by value: keeps each
+  // value that some assignment (at most eight) agreeing with the sharing
+  // supports; entailed once every variable is bound.
+  int propagateShared(bool (*op)(int, int));
   void printAs(std::ostream& os, const char* op) const;
   NuvCPBoolVarI* _x;
   NuvCPBoolVarI* _y;

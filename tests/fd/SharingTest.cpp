@@ -1,0 +1,148 @@
+// Relations, reified relations, connectives and linear constraints with the
+// same variable, or offset views of one variable, in several argument
+// positions: every way of sharing the positions, checked along search and
+// across backtracking. The shared forms are decided or reduced at post, so
+// they are domain consistent.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+#include "PropagatorChecker.h"
+#include "fd/NuvCPBoolVarI.h"
+#include "fd/NuvCPLinEquationI.h"
+#include "fd/NuvCPRelationI.h"
+
+namespace {
+
+using namespace nuvcheck;
+using I64 = std::int64_t;
+
+Options opts(std::uint32_t seed, Consistency c = Consistency::Domain) {
+  Options o;
+  o.consistency = c;
+  o.seed = seed;
+  o.trials = 40;
+  o.dives = 4;
+  return o;
+}
+
+// Runs every filling of the positions; answers how many trials had solutions
+// (so that a test can tell it was not vacuous).
+int checkAll(const std::vector<Filling>& fills, const std::vector<std::pair<int, int>>& ranges,
+             const Post& post, const Predicate& holds, std::uint32_t& seed,
+             Consistency c = Consistency::Domain, const std::vector<bool>& boolean = {}) {
+  int withSolutions = 0;
+  for (const Filling& f : fills) {
+    const Stats st = checkShared(f, ranges, post, holds, opts(seed++, c), boolean);
+    withSolutions += st.trialsWithSolutions;
+    if (::testing::Test::HasFailure()) return withSolutions;
+  }
+  return withSolutions;
+}
+
+bool isBool(int b) { return b == 0 || b == 1; }
+
+template <class P>
+Post binary(int k) {
+  return [k](NuvCPManagerI& s, const Vars& v) {
+    return s.post(nuvCPNew<P>(s.allocator(), &s, v[0], v[1], k));
+  };
+}
+template <class P>
+Post reifiedUnary(int k) {
+  return [k](NuvCPManagerI& s, const Vars& v) {
+    return s.post(nuvCPNew<P>(s.allocator(), &s, v[0], k, v[1]));
+  };
+}
+template <class P>
+Post reifiedBinary(int k) {
+  return [k](NuvCPManagerI& s, const Vars& v) {
+    return s.post(nuvCPNew<P>(s.allocator(), &s, v[0], v[1], k, v[2]));
+  };
+}
+template <class P>
+Post logic() {
+  return [](NuvCPManagerI& s, const Vars& v) {
+    return s.post(nuvCPNew<P>(s.allocator(), &s, static_cast<NuvCPBoolVarI*>(v[0]),
+                              static_cast<NuvCPBoolVarI*>(v[1]), static_cast<NuvCPBoolVarI*>(v[2])));
+  };
+}
+
+const std::vector<std::pair<int, int>> kXY = {{-3, 3}, {-3, 3}};
+const std::vector<std::pair<int, int>> kXB = {{-3, 3}, {0, 1}};
+const std::vector<std::pair<int, int>> kXYB = {{-3, 3}, {-3, 3}, {0, 1}};
+
+TEST(Sharing, BinaryRelationsOverOneVariableAreDecidedAtPost) {
+  std::uint32_t seed = 1;
+  const auto fills = sharedFillings(2, {0, 1, -2});
+  int seen = 0;
+  for (int k : {-1, 0, 2}) {
+    auto eq = [k](const Assignment& a) { return I64{a[0]} == I64{a[1]} + k; };
+    seen += checkAll(fills, kXY, binary<NuvCPEqualBCI>(k), eq, seed);
+    seen += checkAll(fills, kXY, binary<NuvCPEqualACI>(k), eq, seed);
+    seen += checkAll(fills, kXY, binary<NuvCPLEqualI>(k),
+                     [k](const Assignment& a) { return I64{a[0]} <= I64{a[1]} + k; }, seed);
+    seen += checkAll(fills, kXY, binary<NuvCPNEqualI>(k),
+                     [k](const Assignment& a) { return I64{a[0]} != I64{a[1]} + k; }, seed);
+    seen += checkAll(fills, kXY, binary<NuvCPSLEqualI>(k),
+                     [k](const Assignment& a) { return I64{a[0]} + a[1] <= k; }, seed);
+  }
+  EXPECT_GT(seen, 100);
+}
+
+TEST(Sharing, ReifiedUnaryWithTheControlOnTheOperand) {
+  std::uint32_t seed = 100;
+  const auto fills = sharedFillings(2, {0, 1, -1, 3});
+  int seen = 0;
+  for (int k : {-1, 0, 1, 2}) {
+    auto reif = [](bool r, int b) { return isBool(b) && (b == 1) == r; };
+    seen += checkAll(fills, kXB, reifiedUnary<NuvCPReifyEqualcI>(k),
+                     [&](const Assignment& a) { return reif(a[0] == k, a[1]); }, seed);
+    seen += checkAll(fills, kXB, reifiedUnary<NuvCPReifyNEqualcI>(k),
+                     [&](const Assignment& a) { return reif(a[0] != k, a[1]); }, seed);
+    seen += checkAll(fills, kXB, reifiedUnary<NuvCPReifyLEqualcI>(k),
+                     [&](const Assignment& a) { return reif(a[0] <= k, a[1]); }, seed);
+    seen += checkAll(fills, kXB, reifiedUnary<NuvCPReifyGEqualcI>(k),
+                     [&](const Assignment& a) { return reif(a[0] >= k, a[1]); }, seed);
+  }
+  EXPECT_GT(seen, 100);
+}
+
+TEST(Sharing, ReifiedBinaryWithSharedOperandsOrControl) {
+  std::uint32_t seed = 200;
+  const auto fills = sharedFillings(3, {0, 1, -1});
+  int seen = 0;
+  for (int k : {-1, 0, 2}) {
+    auto reif = [](bool r, int b) { return isBool(b) && (b == 1) == r; };
+    auto eq = [k, reif](const Assignment& a) { return reif(I64{a[0]} == I64{a[1]} + k, a[2]); };
+    seen += checkAll(fills, kXYB, reifiedBinary<NuvCPReifyEqualBCI>(k), eq, seed);
+    seen += checkAll(fills, kXYB, reifiedBinary<NuvCPReifyEqualACI>(k), eq, seed);
+    seen += checkAll(fills, kXYB, reifiedBinary<NuvCPReifyNEqualI>(k),
+                     [k, reif](const Assignment& a) { return reif(I64{a[0]} != I64{a[1]} + k, a[2]); },
+                     seed);
+    seen += checkAll(fills, kXYB, reifiedBinary<NuvCPReifyLEqualI>(k),
+                     [k, reif](const Assignment& a) { return reif(I64{a[0]} <= I64{a[1]} + k, a[2]); },
+                     seed);
+  }
+  EXPECT_GT(seen, 100);
+}
+
+TEST(Sharing, ConnectivesOverRepeatedBooleans) {
+  std::uint32_t seed = 300;
+  const auto fills = sharedFillings(3, {0});
+  const std::vector<std::pair<int, int>> r = {{0, 1}, {0, 1}, {0, 1}};
+  const std::vector<bool> all = {true, true, true};
+  int seen = 0;
+  seen += checkAll(fills, r, logic<NuvCPLogicAndI>(),
+                   [](const Assignment& a) { return a[2] == (a[0] && a[1] ? 1 : 0); }, seed,
+                   Consistency::Domain, all);
+  seen += checkAll(fills, r, logic<NuvCPLogicOrI>(),
+                   [](const Assignment& a) { return a[2] == (a[0] || a[1] ? 1 : 0); }, seed,
+                   Consistency::Domain, all);
+  seen += checkAll(fills, r, logic<NuvCPLogicImplyI>(),
+                   [](const Assignment& a) { return a[2] == (!a[0] || a[1] ? 1 : 0); }, seed,
+                   Consistency::Domain, all);
+  EXPECT_GT(seen, 20);
+}
+
+}  // namespace
