@@ -60,6 +60,11 @@ class NuvCPLinearBaseI : public NuvCPCstrI {
   // sum + k != 0 once a single term is unbound.
   int propagateNotEqual();
   void subscribeBounds();
+  // Terms over one root (the same variable or views of it) become one term
+  // on the first of them, the views' offsets folded into k, and terms whose
+  // coefficients cancel are dropped. Throws PimExecutionError when a merged
+  // coefficient or k leaves the int range.
+  void mergeShared();
 
   std::int32_t _n;
   std::int32_t _k;

@@ -32,8 +32,11 @@ int checkAll(const std::vector<Filling>& fills, const std::vector<std::pair<int,
              const Post& post, const Predicate& holds, std::uint32_t& seed,
              Consistency c = Consistency::Domain, const std::vector<bool>& boolean = {}) {
   int withSolutions = 0;
+  if (::testing::Test::HasFailure()) return 0;
+  SCOPED_TRACE("first seed " + std::to_string(seed));
   for (const Filling& f : fills) {
-    const Stats st = checkShared(f, ranges, post, holds, opts(seed++, c), boolean);
+    const Stats st = checkShared(f, ranges, post, holds, opts(seed, c), boolean);
+    ++seed;
     withSolutions += st.trialsWithSolutions;
     if (::testing::Test::HasFailure()) return withSolutions;
   }
@@ -143,6 +146,113 @@ TEST(Sharing, ConnectivesOverRepeatedBooleans) {
                    [](const Assignment& a) { return a[2] == (!a[0] || a[1] ? 1 : 0); }, seed,
                    Consistency::Domain, all);
   EXPECT_GT(seen, 20);
+}
+
+// ---- linear -------------------------------------------------------------------------
+
+template <class P>
+Post linear(std::vector<int> coefs, int k) {
+  return [coefs, k](NuvCPManagerI& s, const Vars& v) {
+    return s.post(nuvCPNew<P>(s.allocator(), &s, static_cast<int>(coefs.size()), coefs.data(),
+                              v.data(), k));
+  };
+}
+// The control is the last position.
+template <class P>
+Post linearReif(std::vector<int> coefs, int k) {
+  return [coefs, k](NuvCPManagerI& s, const Vars& v) {
+    return s.post(nuvCPNew<P>(s.allocator(), &s, static_cast<int>(coefs.size()), coefs.data(),
+                              v.data(), k, v[coefs.size()]));
+  };
+}
+
+I64 dot(const std::vector<int>& coefs, const Assignment& a, int k) {
+  I64 sum = k;
+  for (std::size_t i = 0; i < coefs.size(); ++i) sum += I64{coefs[i]} * a[i];
+  return sum;
+}
+
+const std::vector<std::vector<int>> kCoefs = {{1, -1, 2}, {1, 1, 1}, {2, -3, 1}, {-1, 1, -1}};
+
+TEST(Sharing, LinearWithRepeatedTermsAndViews) {
+  std::uint32_t seed = 400;
+  const auto fills = sharedFillings(3, {0, 1, -2});
+  const std::vector<std::pair<int, int>> r = {{-3, 3}, {-3, 3}, {-3, 3}};
+  int seen = 0;
+  for (const auto& c : kCoefs)
+    for (int k : {-2, 0, 3}) {
+      seen += checkAll(fills, r, linear<NuvCPLinearEquationI>(c, k),
+                       [c, k](const Assignment& a) { return dot(c, a, k) == 0; }, seed,
+                       Consistency::None);
+      seen += checkAll(fills, r, linear<NuvCPLinearGEQI>(c, k),
+                       [c, k](const Assignment& a) { return dot(c, a, k) >= 0; }, seed,
+                       Consistency::None);
+      seen += checkAll(fills, r, linear<NuvCPLinearNotEqualI>(c, k),
+                       [c, k](const Assignment& a) { return dot(c, a, k) != 0; }, seed,
+                       Consistency::None);
+    }
+  EXPECT_GT(seen, 200);
+}
+
+TEST(Sharing, ReifiedLinearWithTheControlAmongTheTerms) {
+  std::uint32_t seed = 500;
+  const auto fills = sharedFillings(4, {0, 1, -1});
+  const std::vector<std::pair<int, int>> r = {{-2, 2}, {-2, 2}, {-2, 2}, {0, 1}};
+  int seen = 0;
+  for (const auto& c : kCoefs)
+    for (int k : {-1, 0, 2}) {
+      seen += checkAll(fills, r, linearReif<NuvCPLinearEquationReifI>(c, k),
+                       [c, k](const Assignment& a) {
+                         return isBool(a[3]) && (a[3] == 1) == (dot(c, a, k) == 0);
+                       },
+                       seed, Consistency::None);
+      seen += checkAll(fills, r, linearReif<NuvCPLinearGEQReifI>(c, k),
+                       [c, k](const Assignment& a) {
+                         return isBool(a[3]) && (a[3] == 1) == (dot(c, a, k) >= 0);
+                       },
+                       seed, Consistency::None);
+    }
+  EXPECT_GT(seen, 200);
+}
+
+TEST(Sharing, UnitEquationsAndBooleanSumsWithRepeats) {
+  std::uint32_t seed = 600;
+  const auto fills = sharedFillings(4, {0, 1, -1});
+  const std::vector<std::pair<int, int>> r = {{-2, 2}, {-2, 2}, {-2, 2}, {-2, 2}};
+  int seen = 0;
+  for (int k : {-1, 0, 2}) {
+    // p0 + p1 - n0 - n1 + k == 0
+    auto pn = [k](const Assignment& a) { return I64{a[0]} + a[1] - a[2] - a[3] + k == 0; };
+    auto post = [k](bool chaotic) {
+      return [k, chaotic](NuvCPManagerI& s, const Vars& v) {
+        NuvCPIntVarI* p[] = {v[0], v[1]};
+        NuvCPIntVarI* n[] = {v[2], v[3]};
+        if (chaotic) return s.post(nuvCPNew<NuvCPLinearPNEquationCI>(s.allocator(), &s, 2, p, 2, n, k));
+        return s.post(nuvCPNew<NuvCPLinearPNEquationI>(s.allocator(), &s, 2, p, 2, n, k));
+      };
+    };
+    seen += checkAll(fills, r, post(false), pn, seed, Consistency::None);
+    seen += checkAll(fills, r, post(true), pn, seed, Consistency::None);
+  }
+  // Booleans repeated in a count, and the count among the Booleans.
+  const auto boolFills = sharedFillings(4, {0});
+  const std::vector<std::pair<int, int>> b4 = {{0, 1}, {0, 1}, {0, 1}, {0, 1}};
+  const std::vector<bool> all = {true, true, true, true};
+  for (int t : {0, 1, 2, 3}) {
+    seen += checkAll(boolFills, b4,
+                     [t](NuvCPManagerI& s, const Vars& v) {
+                       return s.post(nuvCPNew<NuvCPSumBoolEqualCstI>(s.allocator(), &s, 1, 4, v.data(), t));
+                     },
+                     [t](const Assignment& a) { return a[0] + a[1] + a[2] + a[3] == t; }, seed,
+                     Consistency::None, all);
+  }
+  seen += checkAll(boolFills, b4,
+                   [](NuvCPManagerI& s, const Vars& v) {
+                     return s.post(nuvCPNew<NuvCPSumBoolEqualI>(s.allocator(), &s, 3, v.data(), v[3]));
+                   },
+                   [](const Assignment& a) { return a[0] + a[1] + a[2] == a[3]; }, seed,
+                   Consistency::None, all);
+  EXPECT_GT(seen, 100);
 }
 
 }  // namespace
