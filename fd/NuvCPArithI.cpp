@@ -115,6 +115,10 @@ int NuvCPTernaryEqualI::propagate() {
 }
 
 int NuvCPTernaryEqualI::post(int) {
+  // z == x + d makes x + y == z the unary y == d; likewise with y.
+  std::int64_t d;
+  if (nuvCPShared(_x, _z, d)) return _y->bind(nuvCPClampInt(d)) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
+  if (nuvCPShared(_y, _z, d)) return _x->bind(nuvCPClampInt(d)) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
   const int r = propagate();
   if (r != NuvCPSuspend) return r;
   _x->addBounds(this);
@@ -197,7 +201,7 @@ int NuvCPMultI::squareSupports(bool& changed) {
 }
 
 int NuvCPMultI::propagate() {
-  const bool square = _x == _y;
+  const bool square = _square;
   for (int round = 0; round < 64; ++round) {
     Narrow n;
     const std::int64_t xl = _x->getMin(), xh = _x->getMax(), yl = _y->getMin(), yh = _y->getMax();
@@ -300,7 +304,10 @@ int NuvCPAbsI::propagate() {
     if (n.failed) return NuvCPFailure;
     if (!n.changed) break;
   }
-  return _x->isBound() ? NuvCPSuccess : NuvCPSuspend;
+  // The rounds may end with x just fixed by the walk and y not yet narrowed.
+  if (!_x->isBound()) return NuvCPSuspend;
+  const int v = _x->getMin();
+  return _y->bind(v < 0 ? -v : v) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
 }
 
 int NuvCPAbsI::post(int) {
@@ -375,7 +382,7 @@ int NuvCPBinaryFunctionI::enumerate() {
     nuvCPForEachValue(_y, [&](int b) {
       std::int64_t f;
       if (apply(_op, a, b, f) && f >= _z->getMin() && f <= _z->getMax() &&
-          _z->member(static_cast<int>(f))) {
+          _z->member(static_cast<int>(f)) && consistent(a, b, f)) {
         supported = true;
         zlo = std::min(zlo, f);
         zhi = std::max(zhi, f);
@@ -391,7 +398,7 @@ int NuvCPBinaryFunctionI::enumerate() {
     nuvCPForEachValue(_x, [&](int a) {
       std::int64_t f;
       supported = apply(_op, a, b, f) && f >= _z->getMin() && f <= _z->getMax() &&
-                  _z->member(static_cast<int>(f));
+                  _z->member(static_cast<int>(f)) && consistent(a, b, f);
       return !supported;
     });
     if (!supported) n.remove(_y, b);
@@ -407,7 +414,7 @@ int NuvCPBinaryFunctionI::enumerate() {
       nuvCPForEachValue(_x, [&](int a) {
         nuvCPForEachValue(_y, [&](int b) {
           std::int64_t f;
-          supported = apply(_op, a, b, f) && f == c;
+          supported = apply(_op, a, b, f) && f == c && consistent(a, b, f);
           return !supported;
         });
         return !supported;
@@ -515,8 +522,11 @@ int NuvCPBinaryFunctionI::propagate() {
     if (!apply(_op, _x->getMin(), _y->getMin(), f)) return NuvCPFailure;
     return _z->bind(nuvCPClampInt(f)) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
   }
-  if (std::int64_t{_x->getSize()} * _y->getSize() <= kEnumerate) return enumerate();
-  return bounds();
+  const int r = std::int64_t{_x->getSize()} * _y->getSize() <= kEnumerate ? enumerate() : bounds();
+  // The run may have fixed x and y (through a shared argument, say) without
+  // looking at z: a propagator is not woken by its own changes made in post.
+  if (r != NuvCPFailure && _x->isBound() && _y->isBound()) return propagate();
+  return r;
 }
 
 int NuvCPBinaryFunctionI::post(int) {
@@ -592,7 +602,17 @@ int NuvCPArrayMinMaxI::propagate() {
     if (n.failed) return NuvCPFailure;
     if (!n.changed) break;
   }
-  return NuvCPSuspend;
+  // The rounds are capped (m among its own arguments, as a view, can move one
+  // value per round); a fully bound tuple is checked here, since a change
+  // made in post does not wake the propagator again.
+  if (!_m->isBound()) return NuvCPSuspend;
+  std::int64_t best = _isMax ? INT64_MIN : INT64_MAX;
+  for (int i = 0; i < _n; ++i) {
+    if (!_xs[i]->isBound()) return NuvCPSuspend;
+    best = _isMax ? std::max<std::int64_t>(best, _xs[i]->getMin())
+                  : std::min<std::int64_t>(best, _xs[i]->getMin());
+  }
+  return best == _m->getMin() ? NuvCPSuccess : NuvCPFailure;
 }
 
 int NuvCPArrayMinMaxI::post(int) {

@@ -11,12 +11,18 @@
 
 #include "fd/NuvCPConstraintI.h"
 #include "fd/NuvCPIVarI.h"
+#include "fd/NuvCPShared.h"
 
 // z == x + y, bounds(Z) consistent (exact for a sum of unit terms): each
 // bound is the sum or difference of the others' bounds, repeated to the
 // fixpoint. One run costs O(1) per round. Sums of two bounds fit easily in
 // 64 bits; a bound beyond a variable's range fails rather than wraps.
 // Entailed once two of the three are bound (the third is then bound too).
+// Shared arguments (one variable, or offset views of it, in two positions):
+// z sharing with x (z == x + d) makes the relation y == d, and z sharing with
+// y makes it x == d; post binds that argument and is done (this also covers
+// all three sharing). x sharing with y (z == 2x + d) keeps the bounds rules,
+// which hold for any arguments and leave a bound tuple checked.
 class NuvCPTernaryEqualI : public NuvCPCstrI {
  public:
   NuvCPTernaryEqualI(NuvCPManagerI* s, NuvCPIntVarI* x, NuvCPIntVarI* y, NuvCPIntVarI* z)
@@ -42,10 +48,19 @@ class NuvCPTernaryEqualI : public NuvCPCstrI {
 // every value keeps a support (domain consistent). One run is O(1) per round
 // (O(|x| + |z|) for a small square). Products of two bounds are below 2^61,
 // so nothing wraps; a bound beyond a variable's range fails.
+// Shared arguments: x and y presenting the same variable with the same value
+// (the variable itself, or a view with offset 0) is the square. Any other
+// sharing (x * (x + c), x * y == x, ...) keeps the general rules: each one
+// narrows to values that every solution has, whatever the arguments are, and
+// once x and y are bound z is bound to their product, which fails when z's
+// shared value disagrees. Sound, not complete, for those.
 class NuvCPMultI : public NuvCPCstrI {
  public:
   NuvCPMultI(NuvCPManagerI* s, NuvCPIntVarI* x, NuvCPIntVarI* y, NuvCPIntVarI* z)
-      : NuvCPCstrI(s, 5), _x(x), _y(y), _z(z) {}
+      : NuvCPCstrI(s, 5), _x(x), _y(y), _z(z) {
+    std::int64_t d;
+    _square = x == y || (nuvCPShared(x, y, d) && d == 0);
+  }
   std::size_t classSize() const override { return sizeof(NuvCPMultI); }
   void mark(PimMarker& m) override;
   void print(std::ostream& os) const override;
@@ -62,6 +77,7 @@ class NuvCPMultI : public NuvCPCstrI {
   NuvCPIntVarI* _x;
   NuvCPIntVarI* _y;
   NuvCPIntVarI* _z;
+  bool _square;
 };
 
 // y == x * x: the product with both factors the same variable.
@@ -71,7 +87,11 @@ class NuvCPSquareI final : public NuvCPMultI {
   std::size_t classSize() const override { return sizeof(NuvCPSquareI); }
 };
 
-// y == |x|, domain consistent.
+// y == |x|, domain consistent. Shared arguments (y == x + c): the rules hold
+// for any arguments; the walk over the values removes every x whose |x| is
+// not in y, which with y == x + c leaves exactly the x with |x| == x + c
+// once it reaches its fixpoint (the loop repeats while anything moves, and a
+// bound x binds y to |x|).
 class NuvCPAbsI : public NuvCPCstrI {
  public:
   NuvCPAbsI(NuvCPManagerI* s, NuvCPIntVarI* x, NuvCPIntVarI* y) : NuvCPCstrI(s, 6), _x(x), _y(y) {}
@@ -91,13 +111,23 @@ class NuvCPAbsI : public NuvCPCstrI {
 // values, every value of x, y and z keeps a supporting pair (domain
 // consistency); beyond that, bounds rules specific to f, and the exact value
 // once x and y are fixed.
+// Shared arguments (one variable, or offset views of it, in two or three
+// positions: min(x, x), x div x, x mod (x + 1) == x, ...): the enumeration
+// only counts pairs (a, b) and results f that respect the fixed differences
+// between the shared positions, so it stays domain consistent; the bounds
+// rules hold for any arguments, and fixed x and y bind z, which fails when
+// z's shared value disagrees.
+// Members: all constant (the sharing is computed at construction).
 class NuvCPBinaryFunctionI : public NuvCPCstrI {
  public:
   enum class Op { Div, Mod, Pow, Min, Max };
   static constexpr std::int64_t kEnumerate = 4096;
 
   NuvCPBinaryFunctionI(NuvCPManagerI* s, Op op, NuvCPIntVarI* x, NuvCPIntVarI* y, NuvCPIntVarI* z)
-      : NuvCPCstrI(s, 4), _op(op), _x(x), _y(y), _z(z) {}
+      : NuvCPCstrI(s, 4), _op(op), _x(x), _y(y), _z(z) {
+    const NuvCPIntVarI* args[3] = {x, y, z};
+    _share.compute(args);
+  }
   std::size_t classSize() const override { return sizeof(NuvCPBinaryFunctionI); }
   void mark(PimMarker& m) override;
   void print(std::ostream& os) const override;
@@ -111,14 +141,24 @@ class NuvCPBinaryFunctionI : public NuvCPCstrI {
  private:
   int enumerate();
   int bounds();
+  // Whether x = a, y = b, z = f respect the shared positions.
+  bool consistent(std::int64_t a, std::int64_t b, std::int64_t f) const {
+    const std::int64_t v[3] = {a, b, f};
+    return !_share.any || _share.consistent(v);
+  }
 
   Op _op;
   NuvCPIntVarI* _x;
   NuvCPIntVarI* _y;
   NuvCPIntVarI* _z;
+  NuvCPSharing<3> _share;
 };
 
-// m == min(xs) (or max), bounds consistent.
+// m == min(xs) (or max), bounds consistent. Shared arguments (m among the
+// xs, a variable or its views at several places): every rule narrows to
+// values that all solutions have, whatever the arguments are (a variable
+// that appears twice only counts twice as a candidate, which prunes less),
+// and with everything bound m is the minimum or the bounds fail.
 class NuvCPArrayMinMaxI : public NuvCPCstrI {
  public:
   NuvCPArrayMinMaxI(NuvCPManagerI* s, bool isMax, NuvCPIntVarI* m, int n, NuvCPIntVarI* const* xs);

@@ -38,11 +38,11 @@ int NuvCPBitVarI::setBit(int k, int b) {
   _solver->notifyBitBound(_bitList.head, this, k, b ? 1 : 0);
   if (_lo > _min) {
     trail()->assign(_min, _minStamp, _lo);
-    if (_minList.head) _solver->schedule(_minList.head);
+    _solver->schedule(_minList.head);
   }
   if (_up < _max) {
     trail()->assign(_max, _maxStamp, _up);
-    if (_maxList.head) _solver->schedule(_maxList.head);
+    _solver->schedule(_maxList.head);
   }
   return NuvCPSuspend;
 }

@@ -64,11 +64,14 @@ NuvCPIntVarSnapshotI* NuvCPBoolVarI::makeSnapshot(PimAllocator* a) {
 }
 
 template <bool W>
-int NuvCPBoolVarI::fix(int w) {
+int NuvCPBoolVarI::fix(int w, bool skipEmpty) {
   if constexpr (W) valuesRemoved.emit(1 - w, 1 - w, nullptr, 0);
   trail()->assign(_state, _stateStamp, w + 1);
   NuvCPManagerI* s = getSolver();
-  if (_changes.head) s->schedule(_changes.head);
+  // Scheduling even an empty list resets the store's current level, which
+  // decides whether the loop leaves the level it is draining; only bind may
+  // skip an empty list, every other narrowing must not.
+  if (_changes.head || !skipEmpty) s->schedule(_changes.head);
   if constexpr (W) bound.emit(w);
   s->notifyBindToValue(_ac5Value.head, this, w);
   s->notifyBindToValue(_ac5Bind.head, this, w);
@@ -113,7 +116,7 @@ int NuvCPBoolVarI::bindImpl(int v) {
   if (static_cast<unsigned>(v) > 1) return NuvCPFailure;
   if (_state == v + 1) return NuvCPSuccess;
   if (!member(v)) return NuvCPFailure;
-  return fix<W>(v);
+  return fix<W>(v, true);
 }
 
 int NuvCPBoolVarI::updateMin(int v) { return updateMinImpl<false>(v); }

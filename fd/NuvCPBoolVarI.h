@@ -113,7 +113,7 @@ class NuvCPBoolVarI : public NuvCPIntVarI {
 
  protected:
   template <bool W>
-  int fix(int w);
+  int fix(int w, bool skipEmpty = false);
   template <bool W>
   int updateMinImpl(int v);
   template <bool W>

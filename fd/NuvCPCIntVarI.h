@@ -236,9 +236,10 @@ class NuvCPCIntVarI : public NuvCPIntVarI {
   void setMin(int v) { trail()->assign(_min, _minStamp, v); }
   void setMax(int v) { trail()->assign(_max, _maxStamp, v); }
   void setSize(std::uint32_t s) { trail()->assign(_size, _sizeStamp, s); }
-  void schedule(const NuvCPListHead& l) {
-    if (l.head) getSolver()->schedule(l.head);
-  }
+  // Always through the store, even for an empty list: scheduling resets the
+  // store's current level, and the loop's choice of leaving a level depends
+  // on the value the last scheduling call of a run left there.
+  void schedule(const NuvCPListHead& l) { getSolver()->schedule(l.head); }
   // schedule(bind list), then BindToValue on the five AC5 lists.
   void postBinding(int v);
   void push(NuvCPListHead& l, NuvCPDaemonI* p) { l.add<NuvCPDListI>(allocator(), trail(), p); }

@@ -6,6 +6,7 @@
 
 #include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPManagerI.h"
+#include "fd/NuvCPShared.h"
 #include "host/PimError.h"
 
 namespace {
@@ -22,6 +23,19 @@ bool intersects(const NuvCPIntVarI* x, const NuvCPIntVarI* y) {
     return !found;
   });
   return found;
+}
+
+// z == a[x] with z == x + d is the unary relation a[x] == x + d: x keeps
+// the indices that satisfy it, and then nothing is left to propagate.
+int keepIndicesEqualToTheirValue(NuvCPIntVarI* x, const NuvCPIntTable& a, std::int64_t d) {
+  if (x->updateMin(a.low) == NuvCPFailure || x->updateMax(a.high()) == NuvCPFailure)
+    return NuvCPFailure;
+  int r = NuvCPSuspend;
+  nuvCPForEachValue(x, [&](int i) {
+    if (a.at(i) != i + d) r = x->removeValue(i);
+    return r != NuvCPFailure;
+  });
+  return r == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
 }
 
 void printTable(std::ostream& os, const NuvCPIntTable& a) {
@@ -56,6 +70,8 @@ void NuvCPElementBCI::print(std::ostream& os) const {
 }
 
 int NuvCPElementBCI::post(int) {
+  std::int64_t d;
+  if (nuvCPShared(_x, _z, d)) return keepIndicesEqualToTheirValue(_x, _a, d);
   if (_x->isBound()) {
     // Nothing is left to propagate once z is bound: the constraint is off.
     const int i = _x->getMin();
@@ -151,6 +167,8 @@ int NuvCPElementACI::post(int) {
   // directly reports the same error.
   if (!valueRangeFits(_a, _x))
     throw PimExecutionError(PimSource(), "value range in element constraint is too large");
+  std::int64_t d;
+  if (nuvCPShared(_x, _z, d)) return keepIndicesEqualToTheirValue(_x, _a, d);
   if (_x->updateMin(_a.low) == NuvCPFailure || _x->updateMax(_a.high()) == NuvCPFailure)
     return NuvCPFailure;
   PimAllocator* al = store()->allocator();
@@ -432,6 +450,8 @@ NuvCPElementGridI::NuvCPElementGridI(NuvCPManagerI* s, int dims, const int* lows
   }
   _values = cells > 0 ? al->allocateArray<std::int32_t>(cells) : nullptr;
   for (std::size_t c = 0; _values && c < cells; ++c) _values[c] = values[c];
+  const NuvCPIntVarI* args[4] = {_idx[0], _idx[1], _idx[2], z};
+  _share.compute(args);
 }
 
 NuvCPElement2DI::NuvCPElement2DI(NuvCPManagerI* s, int xlow, int rows, int ylow, int cols,
@@ -502,6 +522,10 @@ int NuvCPElementGridI::propagate() {
       auto visit = [&](int k) {
         const int v = cell(i, j, k);
         if (!_z->member(v)) return true;
+        if (_share.any) {
+          const std::int64_t t[4] = {i, j, k, v};
+          if (!_share.consistent(t)) return true;
+        }
         _seen[0][i - _low[0]] = 1;
         _seen[1][j - _low[1]] = 1;
         if (three) _seen[2][k - _low[2]] = 1;

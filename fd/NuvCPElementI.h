@@ -7,6 +7,7 @@
 
 #include "fd/NuvCPConstraintI.h"
 #include "fd/NuvCPIVarI.h"
+#include "fd/NuvCPShared.h"
 
 // A constant array with its own index range, copied into the store's arena.
 struct NuvCPIntTable {
@@ -22,6 +23,9 @@ struct NuvCPIntTable {
 // true comparisons: the same order as comparing by differences wherever the
 // differences fit in 32 bits, and still correct where they would not (a
 // wrapped difference would misplace a pair and let the scan skip a support).
+// Shared arguments: z presenting the index variable (z == x + d, d = 0 for
+// the variable itself) is the unary a[x] == x + d; post keeps the indices
+// that satisfy it and is done. The same rule holds for NuvCPElementACI.
 class NuvCPElementBCI : public NuvCPCstrI {
  public:
   NuvCPElementBCI(NuvCPManagerI* s, NuvCPIntTable a, NuvCPIntVarI* z, NuvCPIntVarI* x);
@@ -60,6 +64,8 @@ class NuvCPElementBCI : public NuvCPCstrI {
 // distinct values (binary search), so an array with a wide value range costs
 // no more memory than a narrow one. Each index's removal is counted once:
 // a per-index trailed flag guards against a removal being reported twice.
+// Shared arguments: as NuvCPElementBCI (the value events of one variable in
+// both roles could not be told apart).
 class NuvCPElementACI : public NuvCPCstrI {
  public:
   NuvCPElementACI(NuvCPManagerI* s, NuvCPIntTable a, NuvCPIntVarI* z, NuvCPIntVarI* x);
@@ -107,6 +113,12 @@ class NuvCPElementACI : public NuvCPCstrI {
 // z == vars[x], bounds reasoning: an index stays only while its variable's
 // bounds meet z's; z stays within the hull of the remaining variables; a
 // fixed index makes z and that variable equal on bounds.
+// Shared arguments (the index or z among the array's variables, z == x, an
+// entry repeated, views of any of them): every rule of the three variable
+// array propagators narrows to values all solutions have whatever the
+// arguments are, a fixed index equates z and the entry it selects, and with
+// everything bound an entry other than z's fails; so they are sound (not
+// complete) under sharing and post them unchanged.
 class NuvCPElementVarBCI : public NuvCPCstrI {
  public:
   NuvCPElementVarBCI(NuvCPManagerI* s, int low, int n, NuvCPIntVarI* const* vars, NuvCPIntVarI* z,
@@ -155,6 +167,11 @@ class NuvCPElementVarSortedI : public NuvCPElementVarBCI {
 // each dimension with its own index range. Each index keeps only the values
 // that some cell whose value z still holds selects (domain consistent on the
 // indices); z keeps the bounds of those cells' values.
+// Shared arguments (two indices, or z and an index, presenting one variable
+// or views of it): only the cells whose coordinates and value respect the
+// fixed differences between the shared positions count, so the indices stay
+// domain consistent and a fixed tuple of indices selects a real cell.
+// Members: the grid and the sharing are constant; `_seen` is scratch.
 class NuvCPElementGridI : public NuvCPCstrI {
  public:
   static constexpr int kMaxDims = 3;
@@ -184,6 +201,7 @@ class NuvCPElementGridI : public NuvCPCstrI {
   std::int32_t* _values = nullptr;
   NuvCPIntVarI* _z;
   NuvCPIntVarI* _idx[kMaxDims] = {nullptr, nullptr, nullptr};
+  NuvCPSharing<kMaxDims + 1> _share;  // over the indices, then z
   // Scratch of propagate, one flag per index of each dimension.
   std::uint8_t* _seen[kMaxDims] = {nullptr, nullptr, nullptr};
 };

@@ -100,6 +100,7 @@ int NuvCPManagerI::runDaemon(NuvCPDaemonI* d) {
 
 int NuvCPManagerI::propagate() {
   if (_propagating != 0 || _atomicDepth != 0) return NuvCPDelay;
+  if (_status == NuvCPFailure) return NuvCPFailure;
   ++_propagating;
   int r = drainEvents(NuvCPSuspend);
   while (r != NuvCPFailure) {
@@ -130,11 +131,15 @@ int NuvCPManagerI::propagate() {
     if (_eventQueue.empty()) _events.rewind();
     return NuvCPSuspend;
   }
+  // The failure belongs to the store, not only to this caller: the queues are
+  // gone and the daemons that were waiting in them stay flagged as queued
+  // until backtracking, so nothing may propagate on this branch any more.
   resetQueues();
+  setStatus(NuvCPFailure);
   return NuvCPFailure;
 }
 
-void NuvCPManagerI::schedule(NuvCPDListI* list) {
+void NuvCPManagerI::scheduleNonEmpty(NuvCPDListI* list) {
   std::int32_t lowest = kNoLevel;
   for (NuvCPDListI* n = list; n; n = n->next()) {
     NuvCPDaemonI* d = n->daemon();
@@ -242,6 +247,8 @@ int NuvCPManagerI::post(PimDataI* owner, NuvCPCstrI* c, int level) {
     return NuvCPDelay;
   }
   if (!c) return NuvCPFailure;
+  // A failed store stays failed until backtracking (see propagate()).
+  if (_status == NuvCPFailure) return NuvCPFailure;
   appendRecent(c);
   // The level is not passed on: a propagator chooses its own consistency.
   int r = c->post(0);

@@ -141,10 +141,22 @@ class NuvCPManagerI : public PimStoreI {
 
   // ---- propagation ------------------------------------------------------------
   // The fixpoint loop: 2 at the fixpoint, 0 on failure (the queues are then
-  // reset), 3 when called while propagating or inside an atomic section.
+  // reset and the status becomes a failure until backtracking; a failed
+  // store answers 0 at once), 3 when called while propagating or inside an
+  // atomic section.
   int propagate();
-  // Queues every enabled daemon of a propagator list that is not queued yet.
-  void schedule(NuvCPDListI* list);
+  // Queues every enabled daemon of a propagator list that is not queued yet
+  // and sets the current level to the lowest priority it queued ("none" when
+  // it queued nothing, as for an empty list). Inline for the empty list,
+  // which every narrowing of an unwatched variable schedules.
+  void schedule(NuvCPDListI* list) {
+    if (!list) {
+      _currentLevel = kNoLevel;
+      return;
+    }
+    scheduleNonEmpty(list);
+  }
+  void scheduleNonEmpty(NuvCPDListI* list);
   // Clears every queue and rewinds the event allocator (after a failure).
   void resetQueues();
   // The shaving propagator's reset: the deferred-operation queue is kept, the

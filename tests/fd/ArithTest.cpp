@@ -390,8 +390,10 @@ TEST_F(ArithCase, NoHolesInAVariableDeclaredOverAllIntegers) {
 }
 
 TEST_F(ArithCase, SumOfTheExtremesFailsOrFits) {
+  trail.push();
   EXPECT_EQ(store.post(make<NuvCPTernaryEqualI>(var(kHi, kHi), var(1, 5), var(kLo, kHi))),
             NuvCPFailure);
+  trail.pop();
   NuvCPIntVarI* z = var(kLo, kHi);
   EXPECT_NE(store.post(make<NuvCPTernaryEqualI>(var(kLo, kLo), var(kHi, kHi), z)), NuvCPFailure);
   EXPECT_TRUE(z->isBound());

@@ -2,11 +2,13 @@
 // and domain modes, watchers, printing, backtracking and snapshots.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "fd/NuvCPBoolVarI.h"
 #include "fd/NuvCPCIntVarI.h"
 #include "fd/NuvCPConstraintI.h"
 #include "fd/NuvCPManagerI.h"
@@ -20,8 +22,9 @@ namespace {
 // Logs "name" when run as a propagator and "name.op(args)" for each event.
 class Recorder : public NuvCPCstrI {
  public:
-  Recorder(NuvCPManagerI* s, std::string name, std::vector<std::string>* log)
-      : NuvCPCstrI(s, 7), _name(std::move(name)), _log(log) {}
+  Recorder(NuvCPManagerI* s, std::string name, std::vector<std::string>* log,
+           unsigned priority = 7)
+      : NuvCPCstrI(s, priority), _name(std::move(name)), _log(log) {}
   int propagate() override { return put(""); }
   int valRemove(NuvCPIntVarI*, int v) override { return put(".rm(" + std::to_string(v) + ")"); }
   int updateMin(NuvCPIntVarI*, int v) override { return put(".min(" + std::to_string(v) + ")"); }
@@ -58,8 +61,8 @@ class IntVarTest : public ::testing::Test {
   NuvCPCIntVarI* var(std::int64_t lo, std::int64_t hi) {
     return nuvCPNew<NuvCPCIntVarI>(&arena, &arena, &store, lo, hi);
   }
-  Recorder* rec(const std::string& name) {
-    recorders.push_back(std::make_unique<Recorder>(&store, name, &log));
+  Recorder* rec(const std::string& name, unsigned priority = 7) {
+    recorders.push_back(std::make_unique<Recorder>(&store, name, &log, priority));
     return recorders.back().get();
   }
   // One recorder on each of the ten lists.
@@ -84,6 +87,41 @@ class IntVarTest : public ::testing::Test {
   }
   using L = std::vector<std::string>;
 };
+
+// ---- scheduling ------------------------------------------------------------------
+
+// A narrowing schedules its lists even when they are empty: the store's
+// current level, which decides whether the loop leaves the level it drains,
+// is then "none" after a run that last moved a variable nobody watches.
+TEST_F(IntVarTest, NarrowingAnUnwatchedVariableResetsTheCurrentLevel) {
+  auto* watched = var(0, 100);
+  watched->addDomain(rec("LOW", 2));  // the last list updateMin schedules
+  NuvCPBoolVarI* flag = nuvCPNew<NuvCPBoolVarI>(&arena, &arena, &store);
+  NuvCPBoolVarI* other = nuvCPNew<NuvCPBoolVarI>(&arena, &arena, &store);
+  auto* alone = var(0, 20);
+  int next = 0;
+  auto queueLow = [&] {
+    ASSERT_EQ(store.propagate(), NuvCPSuspend);  // LOW leaves its queue
+    ASSERT_EQ(watched->updateMin(++next), NuvCPSuspend);
+    ASSERT_EQ(store.currentLevel(), 2);
+  };
+  const std::vector<std::function<int()>> ops = {
+      [&] { return alone->updateMin(1); },   [&] { return alone->updateMax(19); },
+      [&] { return alone->removeValue(5); }, [&] { return alone->removeMin(); },
+      [&] { return alone->removeMax(); },    [&] { return alone->removeValue(10); },
+      [&] { return alone->bind(12); },       [&] { return flag->updateMin(1); },
+      [&] { return other->removeValue(1); }};
+  for (std::size_t i = 0; i < ops.size(); ++i) {
+    queueLow();
+    EXPECT_NE(ops[i](), NuvCPFailure) << "operation " << i;
+    EXPECT_EQ(store.currentLevel(), 2147483647) << "operation " << i;
+  }
+  // Only a Boolean's bind skips its empty change list.
+  NuvCPBoolVarI* bound = nuvCPNew<NuvCPBoolVarI>(&arena, &arena, &store);
+  queueLow();
+  EXPECT_EQ(bound->bind(1), NuvCPSuccess);
+  EXPECT_EQ(store.currentLevel(), 2);
+}
 
 // ---- interval mode --------------------------------------------------------------
 
