@@ -10,7 +10,7 @@
 
 #include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPManagerI.h"
-#include "fd/NuvCPSharing.h"
+#include "fd/NuvCPShared.h"
 #include "host/PimError.h"
 
 namespace {
@@ -100,10 +100,11 @@ void NuvCPLinearBaseI::mergeShared() {
   if (_n < 2) return;
   // The terms ordered by root, then by position: a group of equal roots
   // starts with its first term, which becomes the group's one term.
-  std::vector<std::pair<NuvCPIntVarI*, int>> byRoot;
+  std::vector<std::pair<const NuvCPIntVarI*, int>> byRoot;
   byRoot.reserve(static_cast<std::size_t>(_n));
-  for (int i = 0; i < _n; ++i) byRoot.emplace_back(nuvCPRef(_vars[i]).root, i);
-  const std::less<NuvCPIntVarI*> before;
+  std::int64_t c;
+  for (int i = 0; i < _n; ++i) byRoot.emplace_back(nuvCPBaseOf(_vars[i], c), i);
+  const std::less<const NuvCPIntVarI*> before;
   std::sort(byRoot.begin(), byRoot.end(), [&](const auto& a, const auto& b) {
     return before(a.first, b.first) || (a.first == b.first && a.second < b.second);
   });
@@ -123,7 +124,9 @@ void NuvCPLinearBaseI::mergeShared() {
   for (int i = 0; i < _n; ++i) {
     const int r = rep[static_cast<std::size_t>(i)];
     coef[static_cast<std::size_t>(r)] += _coefs[i];
-    k += std::int64_t{_coefs[i]} * nuvCPGap(_vars[r], _vars[i]);
+    std::int64_t gap = 0;
+    nuvCPShared(_vars[r], _vars[i], gap);
+    k += std::int64_t{_coefs[i]} * gap;
   }
   auto refuse = [] {
     throw PimExecutionError(PimSource(kSource, 0),

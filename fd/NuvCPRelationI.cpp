@@ -4,7 +4,7 @@
 
 #include "fd/NuvCPBoolVarI.h"
 #include "fd/NuvCPManagerI.h"
-#include "fd/NuvCPSharing.h"
+#include "fd/NuvCPShared.h"
 #include "host/PimError.h"
 
 namespace {
@@ -24,6 +24,18 @@ std::ostream& offset(std::ostream& os, int k) {
   return os;
 }
 
+// Whether a and b present the same variable, and by how much b exceeds a
+// when they do.
+bool sharesRoot(const NuvCPIntVarI* a, const NuvCPIntVarI* b) {
+  std::int64_t d;
+  return nuvCPShared(a, b, d);
+}
+std::int64_t sharedGap(const NuvCPIntVarI* a, const NuvCPIntVarI* b) {
+  std::int64_t d = 0;
+  nuvCPShared(a, b, d);
+  return d;
+}
+
 // Controls hold 0 or 1; any other value would be read as false.
 bool restrictTo01(NuvCPIntVarI* b) {
   return b->updateMin(0) != NuvCPFailure && b->updateMax(1) != NuvCPFailure;
@@ -31,7 +43,7 @@ bool restrictTo01(NuvCPIntVarI* b) {
 
 // x - (y + k) when x and y share a root: the sign decides every relation.
 std::int64_t sharedDifference(NuvCPIntVarI* x, NuvCPIntVarI* y, int k) {
-  return nuvCPGap(y, x) - k;
+  return sharedGap(y, x) - k;
 }
 
 // b <=> cond(x) with b and x sharing a root: b's value t puts x at
@@ -40,7 +52,7 @@ std::int64_t sharedDifference(NuvCPIntVarI* x, NuvCPIntVarI* y, int k) {
 template <class Cond>
 int decideSharedControl(NuvCPIntVarI* b, NuvCPIntVarI* x, Cond cond) {
   if (!restrictTo01(b)) return NuvCPFailure;
-  const std::int64_t g = nuvCPGap(b, x);
+  const std::int64_t g = sharedGap(b, x);
   for (int t = 0; t <= 1; ++t)
     if (b->member(t) && cond(t + g) != (t == 1) && b->removeValue(t) == NuvCPFailure)
       return NuvCPFailure;
@@ -137,7 +149,7 @@ int NuvCPEqualBCI::propagate() {
 }
 
 int NuvCPEqualBCI::post(int) {
-  if (nuvCPShares(_x, _y)) return sharedDifference(_x, _y, _k) == 0 ? NuvCPSuccess : NuvCPFailure;
+  if (sharesRoot(_x, _y)) return sharedDifference(_x, _y, _k) == 0 ? NuvCPSuccess : NuvCPFailure;
   if (propagate() == NuvCPFailure) return NuvCPFailure;
   if (_x->isBound() && _y->isBound()) return propagate();
   _x->addBounds(this);
@@ -165,7 +177,7 @@ int NuvCPEqualACI::propagate() {
 }
 
 int NuvCPEqualACI::post(int) {
-  if (nuvCPShares(_x, _y)) return sharedDifference(_x, _y, _k) == 0 ? NuvCPSuccess : NuvCPFailure;
+  if (sharesRoot(_x, _y)) return sharedDifference(_x, _y, _k) == 0 ? NuvCPSuccess : NuvCPFailure;
   if (_x->isBound()) {
     if (_y->bind(nuvCPAdd(_x->getMin(), -std::int64_t{_k})) == NuvCPFailure) return NuvCPFailure;
     return propagate();
@@ -222,7 +234,7 @@ int NuvCPLEqualI::propagate() {
 }
 
 int NuvCPLEqualI::post(int) {
-  if (nuvCPShares(_x, _y)) return sharedDifference(_x, _y, _k) <= 0 ? NuvCPSuccess : NuvCPFailure;
+  if (sharesRoot(_x, _y)) return sharedDifference(_x, _y, _k) <= 0 ? NuvCPSuccess : NuvCPFailure;
   const int r = propagate();
   if (r == NuvCPFailure || r == NuvCPSuccess) return r;
   if (r != NuvCPSuspend) return NuvCPFailure;
@@ -250,8 +262,8 @@ int NuvCPSLEqualI::propagate() {
 
 int NuvCPSLEqualI::post(int) {
   // y == x + g: 2x + g <= k.
-  if (nuvCPShares(_x, _y))
-    return entailedIf(_x->updateMax(nuvCPClampInt(nuvCPFloorDiv(_k - nuvCPGap(_x, _y), 2))));
+  if (sharesRoot(_x, _y))
+    return entailedIf(_x->updateMax(nuvCPClampInt(nuvCPFloorDiv(_k - sharedGap(_x, _y), 2))));
   const int r = propagate();
   if (r == NuvCPFailure || r == NuvCPSuccess) return r;
   if (r != NuvCPSuspend) return NuvCPFailure;
@@ -276,7 +288,7 @@ int NuvCPNEqualI::propagate() {
 }
 
 int NuvCPNEqualI::post(int) {
-  if (nuvCPShares(_x, _y)) return sharedDifference(_x, _y, _k) != 0 ? NuvCPSuccess : NuvCPFailure;
+  if (sharesRoot(_x, _y)) return sharedDifference(_x, _y, _k) != 0 ? NuvCPSuccess : NuvCPFailure;
   if (_x->isBound()) return _y->removeValue(nuvCPAdd(_x->getMin(), -std::int64_t{_k}));
   if (_y->isBound()) return _x->removeValue(nuvCPAdd(_y->getMin(), _k));
   _x->addBind(this);
@@ -319,7 +331,7 @@ void NuvCPReifyEqualcI::print(std::ostream& os) const {
 }
 
 int NuvCPReifyEqualcI::post(int) {
-  if (nuvCPShares(_b, _x))
+  if (sharesRoot(_b, _x))
     return decideSharedControl(_b, _x, [k = _k](std::int64_t v) { return v == k; });
   if (_b->isBound()) return _b->getMin() == 1 ? _x->bind(_k) : _x->removeValue(_k);
   if (_x->isBound()) return _b->bind(_x->getMin() == _k ? 1 : 0);
@@ -363,7 +375,7 @@ void NuvCPReifyNEqualcI::print(std::ostream& os) const {
 }
 
 int NuvCPReifyNEqualcI::post(int) {
-  if (nuvCPShares(_b, _x))
+  if (sharesRoot(_b, _x))
     return decideSharedControl(_b, _x, [k = _k](std::int64_t v) { return v != k; });
   if (_b->isBound()) return _b->getMin() == 1 ? _x->removeValue(_k) : _x->bind(_k);
   if (_x->isBound()) return _b->bind(_x->getMin() != _k ? 1 : 0);
@@ -412,7 +424,7 @@ int NuvCPReifyLEqualcI::decide(bool posting) {
 
 int NuvCPReifyLEqualcI::propagate() { return decide(false); }
 int NuvCPReifyLEqualcI::post(int) {
-  if (nuvCPShares(_b, _x))
+  if (sharesRoot(_b, _x))
     return decideSharedControl(_b, _x, [k = _k](std::int64_t v) { return v <= k; });
   return decide(true);
 }
@@ -440,7 +452,7 @@ int NuvCPReifyGEqualcI::decide(bool posting) {
 
 int NuvCPReifyGEqualcI::propagate() { return decide(false); }
 int NuvCPReifyGEqualcI::post(int) {
-  if (nuvCPShares(_b, _x))
+  if (sharesRoot(_b, _x))
     return decideSharedControl(_b, _x, [k = _k](std::int64_t v) { return v >= k; });
   return decide(true);
 }
@@ -468,15 +480,15 @@ int NuvCPReifyBinaryI::decideEquality(int equalIs) {
 }
 
 bool NuvCPReifyBinaryI::controlShared() const {
-  return nuvCPShares(_b, _x) || nuvCPShares(_b, _y);
+  return sharesRoot(_b, _x) || sharesRoot(_b, _y);
 }
 
 int NuvCPReifyBinaryI::propagateSharedControl(Rel rel) {
   // With b on x, b == t puts x at t + gap(b, x) and leaves y + k rel that
   // value; with b on y, likewise for x.
-  const bool onX = nuvCPShares(_b, _x);
+  const bool onX = sharesRoot(_b, _x);
   NuvCPIntVarI* z = onX ? _y : _x;
-  const std::int64_t g = nuvCPGap(_b, onX ? _x : _y);
+  const std::int64_t g = sharedGap(_b, onX ? _x : _y);
   auto condFor = [&](int t) {
     const std::int64_t v = t + g;
     Cond c{Cond::Eq, 0};
@@ -504,7 +516,7 @@ int NuvCPReifyBinaryI::propagateSharedControl(Rel rel) {
 }
 
 int NuvCPReifyBinaryI::postShared(Rel rel) {
-  if (nuvCPShares(_x, _y)) {
+  if (sharesRoot(_x, _y)) {
     const std::int64_t d = sharedDifference(_x, _y, _k);
     const bool holds = rel == Rel::Eq ? d == 0 : rel == Rel::Ne ? d != 0 : d <= 0;
     return entailedIf(_b->bind(holds ? 1 : 0));
@@ -512,7 +524,7 @@ int NuvCPReifyBinaryI::postShared(Rel rel) {
   if (!controlShared()) return -1;
   const int r = propagateSharedControl(rel);
   if (r != NuvCPSuspend) return r;
-  NuvCPIntVarI* z = nuvCPShares(_b, _x) ? _y : _x;
+  NuvCPIntVarI* z = sharesRoot(_b, _x) ? _y : _x;
   if (rel == Rel::Le)
     z->addBounds(this);
   else

@@ -13,7 +13,7 @@
 // of the range, through views too.
 //
 // Shared variables: any two of x, y and b may be one variable, or offset
-// views of one (fd/NuvCPSharing.h). Reasoning on them as independent would
+// views of one (fd/NuvCPShared.h). Reasoning on them as independent would
 // prune solutions or accept non-solutions (x <= x - 1 binding x to its
 // own bound), so every post first compares the roots:
 //  - binary relations over one root: x - (y + k) is a constant, so the post
