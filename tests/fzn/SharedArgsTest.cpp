@@ -144,4 +144,31 @@ TEST(FznSharedArgs, ConnectivesOverRepeatedBooleans) {
   expectSolutions(model(ab, "array_bool_and([a, b], a)"), implies);
 }
 
+// Minimised disagreements with another solver (all unsatisfiable), in the
+// relations, reified relations, linear sums and connectives.
+TEST(FznSharedArgs, DifferentialFindings) {
+  const char* models[] = {
+      "var 9..10: x1 :: output_var;\nconstraint int_ne(x1, x1);\nconstraint set_in(x1, {10});\n",
+      "var bool: b1 :: output_var;\nvar -1..1: a3;\nconstraint bool_clause([], [b1]);\n"
+      "constraint int_le_reif(a3, a3, b1);\n",
+      "var bool: b1;\nvar {-4,-2}: a2;\nconstraint bool_not(b1, b1);\n"
+      "constraint int_lt_reif(a2, a2, b1);\nconstraint set_in(a2, {-2,1,8});\n",
+      "var {-3,0,1,2}: x0 :: output_var;\nvar {0,3,4}: x1 :: output_var;\nvar bool: p0;\n"
+      "var bool: b1;\nconstraint int_eq_reif(x0, x1, p0);\nconstraint bool_lt_reif(p0, p0, b1);\n"
+      "constraint bool_le_reif(p0, b1, b1);\nconstraint set_in(x0, {-3});\n",
+      "var 0..1: a2;\nvar bool: b3;\nconstraint int_le_reif(a2, a2, b3);\n"
+      "constraint bool2int(b3, a2);\nconstraint set_in(a2, {0});\n",
+      "var 1..2: x2 :: output_var;\nvar bool: b1;\nconstraint bool_ne_reif(b1, b1, b1);\n"
+      "constraint int_le_reif(x2, x2, b1);\nconstraint set_in(x2, {1});\n",
+      "var {-1,3}: x1 :: output_var;\nvar bool: p0 :: output_var;\n"
+      "constraint int_ne_reif(-1, x1, p0);\nconstraint bool_le_reif(p0, false, p0);\n"
+      "constraint set_in(x1, {3});\n",
+      "var {10}: x2 :: output_var;\nvar 6..8: x3 :: output_var;\nvar {-2}: x6 :: output_var;\n"
+      "var bool: b2;\nconstraint int_lt_reif(x6, x2, b2);\nconstraint int_lt_reif(x3, x3, b2);\n",
+      "var -2..0: x2 :: output_var;\nvar -2..0: y1 :: output_var = x2;\nvar bool: b1;\n"
+      "constraint int_lin_le_reif([1], [x2], -4, b1);\nconstraint int_le_reif(x2, y1, b1);\n",
+  };
+  for (const char* m : models) expectSolutions(std::string(m) + "solve satisfy;\n", {});
+}
+
 }  // namespace
