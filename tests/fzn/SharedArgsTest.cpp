@@ -167,6 +167,12 @@ TEST(FznSharedArgs, DifferentialFindings) {
       "var bool: b2;\nconstraint int_lt_reif(x6, x2, b2);\nconstraint int_lt_reif(x3, x3, b2);\n",
       "var -2..0: x2 :: output_var;\nvar -2..0: y1 :: output_var = x2;\nvar bool: b1;\n"
       "constraint int_lin_le_reif([1], [x2], -4, b1);\nconstraint int_le_reif(x2, y1, b1);\n",
+      "var {0}: x1;\nvar -2..-1: x2 :: output_var;\nvar bool: p0;\nvar bool: q0 = p0;\n"
+      "var {0}: y1 :: output_var = x1;\nvar bool: b1;\nconstraint int_ne_reif(y1, y1, b1);\n"
+      "constraint bool_eq_reif(b1, b1, q0);\nconstraint int_ne_reif(x2, x2, p0);\n"
+      "constraint set_in(x2, {-2});\n",
+      "var 2..3: x2 :: output_var;\nvar bool: b3;\nconstraint int_ne_reif(x2, x2, b3);\n"
+      "constraint int_ne_reif(x2, 1, b3);\nconstraint set_in(x2, {2});\n",
   };
   for (const char* m : models) expectSolutions(std::string(m) + "solve satisfy;\n", {});
 }
