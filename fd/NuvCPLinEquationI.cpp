@@ -5,9 +5,12 @@
 #include <numeric>
 #include <ostream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPManagerI.h"
+#include "fd/NuvCPShared.h"
 #include "host/PimError.h"
 
 namespace {
@@ -88,8 +91,60 @@ NuvCPLinearBaseI::NuvCPLinearBaseI(NuvCPManagerI* s, int n, const int* coefs,
     _coefs[i] = coefs[i];
     _vars[i] = vars[i];
   }
+  mergeShared();
   // Bounds only narrow from here on, so sums that fit now always fit.
-  if (!nuvCPLinearFits(n, _coefs, _vars, k)) refuseOverflow("linear constraint");
+  if (!nuvCPLinearFits(_n, _coefs, _vars, _k)) refuseOverflow("linear constraint");
+}
+
+void NuvCPLinearBaseI::mergeShared() {
+  if (_n < 2) return;
+  // The terms ordered by root, then by position: a group of equal roots
+  // starts with its first term, which becomes the group's one term.
+  std::vector<std::pair<const NuvCPIntVarI*, int>> byRoot;
+  byRoot.reserve(static_cast<std::size_t>(_n));
+  std::int64_t c;
+  for (int i = 0; i < _n; ++i) byRoot.emplace_back(nuvCPBaseOf(_vars[i], c), i);
+  const std::less<const NuvCPIntVarI*> before;
+  std::sort(byRoot.begin(), byRoot.end(), [&](const auto& a, const auto& b) {
+    return before(a.first, b.first) || (a.first == b.first && a.second < b.second);
+  });
+  bool shared = false;
+  for (std::size_t i = 1; i < byRoot.size() && !shared; ++i)
+    shared = byRoot[i].first == byRoot[i - 1].first;
+  if (!shared) return;
+  std::vector<int> rep(static_cast<std::size_t>(_n));
+  for (std::size_t i = 0; i < byRoot.size(); ++i)
+    rep[static_cast<std::size_t>(byRoot[i].second)] =
+        i > 0 && byRoot[i].first == byRoot[i - 1].first
+            ? rep[static_cast<std::size_t>(byRoot[i - 1].second)]
+            : byRoot[i].second;
+  // a * v with v == w + (v - w): the coefficient goes to w, a * (v - w) to k.
+  std::vector<std::int64_t> coef(static_cast<std::size_t>(_n), 0);
+  std::int64_t k = _k;
+  for (int i = 0; i < _n; ++i) {
+    const int r = rep[static_cast<std::size_t>(i)];
+    coef[static_cast<std::size_t>(r)] += _coefs[i];
+    std::int64_t gap = 0;
+    nuvCPShared(_vars[r], _vars[i], gap);
+    k += std::int64_t{_coefs[i]} * gap;
+  }
+  auto refuse = [] {
+    throw PimExecutionError(PimSource(kSource, 0),
+                            "linear constraint: merging the terms of a repeated variable gives a "
+                            "coefficient or constant beyond the int range");
+  };
+  if (k < INT32_MIN || k > INT32_MAX) refuse();
+  int m = 0;
+  for (int i = 0; i < _n; ++i) {
+    const std::int64_t a = coef[static_cast<std::size_t>(i)];
+    if (rep[static_cast<std::size_t>(i)] != i || a == 0) continue;
+    if (a < INT32_MIN || a > INT32_MAX) refuse();
+    _coefs[m] = static_cast<std::int32_t>(a);
+    _vars[m] = _vars[i];
+    ++m;
+  }
+  _n = m;
+  _k = static_cast<std::int32_t>(k);
 }
 
 void NuvCPLinearBaseI::mark(PimMarker& m) {
@@ -189,7 +244,13 @@ int NuvCPLinearBaseI::propagateEquation() {
         if (x->updateMax(nuvCPClampInt(hi)) == NuvCPFailure) return NuvCPFailure;
       }
     }
-    if (!changed || pass == kMaxPasses) return NuvCPSuspend;
+    if (!changed) return NuvCPSuspend;
+    if (pass == kMaxPasses) {
+      // Stopped early: at least fail on what the last pass left, so that
+      // bounds it fixed are never accepted unchecked.
+      std::int64_t lo, hi;
+      return !sums(lo, hi) || lo > 0 || hi < 0 ? NuvCPFailure : NuvCPSuspend;
+    }
   }
 }
 
@@ -462,7 +523,19 @@ int NuvCPLinearPNEquationI::propagate() {
   bool changed = true;
   for (int pass = 0; changed && pass < kMaxPasses; ++pass)
     if (pnPass(_pos, _np, _neg, _nn, _k, changed) == NuvCPFailure) return NuvCPFailure;
-  return NuvCPSuspend;
+  if (!changed) return NuvCPSuspend;
+  // Stopped early: a pass that changes nothing starts with the failure test;
+  // run that test on what the last pass left (exact once all are bound).
+  std::int64_t sup = _k, slow = _k;
+  for (int i = 0; i < _np; ++i) {
+    sup += _pos[i].x->getMax();
+    slow += _pos[i].x->getMin();
+  }
+  for (int i = 0; i < _nn; ++i) {
+    sup -= _neg[i].x->getMin();
+    slow -= _neg[i].x->getMax();
+  }
+  return slow > 0 || sup < 0 ? NuvCPFailure : NuvCPSuspend;
 }
 
 int NuvCPLinearPNEquationCI::propagate() {
@@ -603,22 +676,31 @@ void NuvCPSumBoolEqualI::print(std::ostream& os) const {
 }
 
 int NuvCPSumBoolEqualI::propagate() {
-  int nbTrue = 0, nbFalse = 0;
-  for (int i = 0; i < _n; ++i)
-    if (_bs[i]->isBound()) ++(_bs[i]->getMin() == 1 ? nbTrue : nbFalse);
-  if (_z->updateMin(nbTrue) == NuvCPFailure || _z->updateMax(_n - nbFalse) == NuvCPFailure)
-    return NuvCPFailure;
-  // z at the count of the true ones: the rest are false; at the count of
-  // those not false: the rest are true.
-  int fill = -1;
-  if (_z->getMax() == nbTrue)
-    fill = 0;
-  else if (_z->getMin() == _n - nbFalse)
-    fill = 1;
-  if (fill < 0) return NuvCPSuspend;
-  for (int i = 0; i < _n; ++i)
-    if (!_bs[i]->isBound() && _bs[i]->bind(fill) == NuvCPFailure) return NuvCPFailure;
-  return NuvCPSuccess;
+  // z may be one of the Booleans (or a view of one), and a Boolean may be
+  // counted twice: narrowing z or filling the rest can then move the counts,
+  // so count again until nothing moves. Each round that goes on binds a
+  // variable, so this ends.
+  for (;;) {
+    int nbTrue = 0, nbFalse = 0;
+    for (int i = 0; i < _n; ++i)
+      if (_bs[i]->isBound()) ++(_bs[i]->getMin() == 1 ? nbTrue : nbFalse);
+    if (_z->updateMin(nbTrue) == NuvCPFailure || _z->updateMax(_n - nbFalse) == NuvCPFailure)
+      return NuvCPFailure;
+    if (nbTrue + nbFalse == _n) return NuvCPSuccess;  // z is the count
+    int again = 0;
+    for (int i = 0; i < _n; ++i) again += _bs[i]->isBound() ? 1 : 0;
+    if (again != nbTrue + nbFalse) continue;
+    // z at the count of the true ones: the rest are false; at the count of
+    // those not false: the rest are true.
+    int fill = -1;
+    if (_z->getMax() == nbTrue)
+      fill = 0;
+    else if (_z->getMin() == _n - nbFalse)
+      fill = 1;
+    if (fill < 0) return NuvCPSuspend;
+    for (int i = 0; i < _n; ++i)
+      if (!_bs[i]->isBound() && _bs[i]->bind(fill) == NuvCPFailure) return NuvCPFailure;
+  }
 }
 
 int NuvCPSumBoolEqualI::post(int) {

@@ -19,6 +19,23 @@
 // coefficients have a gcd that does not divide the bound part fails at once.
 //
 // Zero coefficients are allowed; their variables are not subscribed.
+//
+// Shared variables. The general classes merge, at construction, the terms
+// whose variables share a root (one variable, or offset views of one): the
+// coefficients are summed on the first such term's variable, the offsets
+// folded into k, and terms that cancel are dropped; a merge that would leave
+// the int range is refused with a PimExecutionError. Their propagation then
+// sees each variable once, which its one-pass and idempotence arguments
+// need. The control b of the reified forms may still be one of the terms or
+// a view of one: while b is open they only decide b from the sums, which
+// hold for every value of the terms (b's too), and once b is bound its term
+// is a constant, so the relation enforced is exact. The unit-coefficient
+// equations keep a repeated variable (a pass is then a relaxation that never
+// removes a solution) and test the sums whenever they stop, so a full
+// assignment is always checked. The Boolean counts count a repeated Boolean
+// once per position: SumBoolEqualCst has one bind event per position, and
+// SumBoolEqual recounts after its own narrowing, since z may be one of its
+// Booleans.
 #pragma once
 
 #include <cstdint>
@@ -60,6 +77,11 @@ class NuvCPLinearBaseI : public NuvCPCstrI {
   // sum + k != 0 once a single term is unbound.
   int propagateNotEqual();
   void subscribeBounds();
+  // Terms over one root (the same variable or views of it) become one term
+  // on the first of them, the views' offsets folded into k, and terms whose
+  // coefficients cancel are dropped. Throws PimExecutionError when a merged
+  // coefficient or k leaves the int range.
+  void mergeShared();
 
   std::int32_t _n;
   std::int32_t _k;
@@ -153,7 +175,9 @@ class NuvCPLinearGEQReifI : public NuvCPLinearBaseI {
 // list entry carries a 32-bit word: the variable's position in the caller's
 // arrays, kept for mapping the constraint back to its arguments. A variable
 // should appear once over both lists (the expression layer merges like
-// terms): a repeated one stays sound but can converge slowly. The constant
+// terms): a repeated one stays sound (each pass only relaxes, and the sums
+// are tested when a call stops, also at the pass limit) but can converge
+// slowly. The constant
 // and each list's sum must stay below 2^62 in magnitude (else the
 // constructor throws PimExecutionError).
 class NuvCPLinearPNEquationI : public NuvCPCstrI {

@@ -4,6 +4,7 @@
 
 #include "fd/NuvCPBoolVarI.h"
 #include "fd/NuvCPManagerI.h"
+#include "fd/NuvCPShared.h"
 #include "host/PimError.h"
 
 namespace {
@@ -22,6 +23,84 @@ std::ostream& offset(std::ostream& os, int k) {
   if (k != 0) os << " + " << k;
   return os;
 }
+
+// Whether a and b present the same variable, and by how much b exceeds a
+// when they do.
+bool sharesRoot(const NuvCPIntVarI* a, const NuvCPIntVarI* b) {
+  std::int64_t d;
+  return nuvCPShared(a, b, d);
+}
+std::int64_t sharedGap(const NuvCPIntVarI* a, const NuvCPIntVarI* b) {
+  std::int64_t d = 0;
+  nuvCPShared(a, b, d);
+  return d;
+}
+
+// Controls hold 0 or 1; any other value would be read as false.
+bool restrictTo01(NuvCPIntVarI* b) {
+  return b->updateMin(0) != NuvCPFailure && b->updateMax(1) != NuvCPFailure;
+}
+
+// x - (y + k) when x and y share a root: the sign decides every relation.
+std::int64_t sharedDifference(NuvCPIntVarI* x, NuvCPIntVarI* y, int k) {
+  return sharedGap(y, x) - k;
+}
+
+// b <=> cond(x) with b and x sharing a root: b's value t puts x at
+// t + gap(b, x), so each of b's values is kept only when cond there agrees
+// with it. The relation is then decided for good.
+template <class Cond>
+int decideSharedControl(NuvCPIntVarI* b, NuvCPIntVarI* x, Cond cond) {
+  if (!restrictTo01(b)) return NuvCPFailure;
+  const std::int64_t g = sharedGap(b, x);
+  for (int t = 0; t <= 1; ++t)
+    if (b->member(t) && cond(t + g) != (t == 1) && b->removeValue(t) == NuvCPFailure)
+      return NuvCPFailure;
+  return NuvCPSuccess;
+}
+
+// A unary condition z op c on the operand a shared control leaves free.
+struct Cond {
+  enum Op { Eq, Ne, Ge, Le } op;
+  std::int64_t c;
+  Cond negated() const {
+    switch (op) {
+      case Eq: return {Ne, c};
+      case Ne: return {Eq, c};
+      case Ge: return {Le, c - 1};
+      case Le: return {Ge, c + 1};
+    }
+    return *this;
+  }
+  bool holds(std::int64_t v) const {
+    switch (op) {
+      case Eq: return v == c;
+      case Ne: return v != c;
+      case Ge: return v >= c;
+      case Le: return v <= c;
+    }
+    return true;
+  }
+  bool possible(const NuvCPIntVarI* z) const {
+    switch (op) {
+      case Eq: return c >= INT32_MIN && c <= INT32_MAX && z->member(static_cast<int>(c));
+      case Ne: return !(z->isBound() && z->getMin() == c);
+      case Ge: return z->getMax() >= c;
+      case Le: return z->getMin() <= c;
+    }
+    return true;
+  }
+  int enforce(NuvCPIntVarI* z) const {
+    const int v = nuvCPClampInt(c);
+    switch (op) {
+      case Eq: return entailedIf(z->bind(v));
+      case Ne: return entailedIf(z->removeValue(v));
+      case Ge: return entailedIf(z->updateMin(v));
+      case Le: return entailedIf(z->updateMax(v));
+    }
+    return NuvCPFailure;
+  }
+};
 
 }  // namespace
 
@@ -70,6 +149,7 @@ int NuvCPEqualBCI::propagate() {
 }
 
 int NuvCPEqualBCI::post(int) {
+  if (sharesRoot(_x, _y)) return sharedDifference(_x, _y, _k) == 0 ? NuvCPSuccess : NuvCPFailure;
   if (propagate() == NuvCPFailure) return NuvCPFailure;
   if (_x->isBound() && _y->isBound()) return propagate();
   _x->addBounds(this);
@@ -97,6 +177,7 @@ int NuvCPEqualACI::propagate() {
 }
 
 int NuvCPEqualACI::post(int) {
+  if (sharesRoot(_x, _y)) return sharedDifference(_x, _y, _k) == 0 ? NuvCPSuccess : NuvCPFailure;
   if (_x->isBound()) {
     if (_y->bind(nuvCPAdd(_x->getMin(), -std::int64_t{_k})) == NuvCPFailure) return NuvCPFailure;
     return propagate();
@@ -153,6 +234,7 @@ int NuvCPLEqualI::propagate() {
 }
 
 int NuvCPLEqualI::post(int) {
+  if (sharesRoot(_x, _y)) return sharedDifference(_x, _y, _k) <= 0 ? NuvCPSuccess : NuvCPFailure;
   const int r = propagate();
   if (r == NuvCPFailure || r == NuvCPSuccess) return r;
   if (r != NuvCPSuspend) return NuvCPFailure;
@@ -179,6 +261,9 @@ int NuvCPSLEqualI::propagate() {
 }
 
 int NuvCPSLEqualI::post(int) {
+  // y == x + g: 2x + g <= k.
+  if (sharesRoot(_x, _y))
+    return entailedIf(_x->updateMax(nuvCPClampInt(nuvCPFloorDiv(_k - sharedGap(_x, _y), 2))));
   const int r = propagate();
   if (r == NuvCPFailure || r == NuvCPSuccess) return r;
   if (r != NuvCPSuspend) return NuvCPFailure;
@@ -203,6 +288,7 @@ int NuvCPNEqualI::propagate() {
 }
 
 int NuvCPNEqualI::post(int) {
+  if (sharesRoot(_x, _y)) return sharedDifference(_x, _y, _k) != 0 ? NuvCPSuccess : NuvCPFailure;
   if (_x->isBound()) return _y->removeValue(nuvCPAdd(_x->getMin(), -std::int64_t{_k}));
   if (_y->isBound()) return _x->removeValue(nuvCPAdd(_y->getMin(), _k));
   _x->addBind(this);
@@ -245,6 +331,8 @@ void NuvCPReifyEqualcI::print(std::ostream& os) const {
 }
 
 int NuvCPReifyEqualcI::post(int) {
+  if (sharesRoot(_b, _x))
+    return decideSharedControl(_b, _x, [k = _k](std::int64_t v) { return v == k; });
   if (_b->isBound()) return _b->getMin() == 1 ? _x->bind(_k) : _x->removeValue(_k);
   if (_x->isBound()) return _b->bind(_x->getMin() == _k ? 1 : 0);
   if (!_x->member(_k)) return _b->bind(0);
@@ -287,6 +375,8 @@ void NuvCPReifyNEqualcI::print(std::ostream& os) const {
 }
 
 int NuvCPReifyNEqualcI::post(int) {
+  if (sharesRoot(_b, _x))
+    return decideSharedControl(_b, _x, [k = _k](std::int64_t v) { return v != k; });
   if (_b->isBound()) return _b->getMin() == 1 ? _x->removeValue(_k) : _x->bind(_k);
   if (_x->isBound()) return _b->bind(_x->getMin() != _k ? 1 : 0);
   if (!_x->member(_k)) return _b->bind(1);
@@ -333,7 +423,11 @@ int NuvCPReifyLEqualcI::decide(bool posting) {
 }
 
 int NuvCPReifyLEqualcI::propagate() { return decide(false); }
-int NuvCPReifyLEqualcI::post(int) { return decide(true); }
+int NuvCPReifyLEqualcI::post(int) {
+  if (sharesRoot(_b, _x))
+    return decideSharedControl(_b, _x, [k = _k](std::int64_t v) { return v <= k; });
+  return decide(true);
+}
 
 void NuvCPReifyGEqualcI::print(std::ostream& os) const {
   _b->print(os);
@@ -357,7 +451,11 @@ int NuvCPReifyGEqualcI::decide(bool posting) {
 }
 
 int NuvCPReifyGEqualcI::propagate() { return decide(false); }
-int NuvCPReifyGEqualcI::post(int) { return decide(true); }
+int NuvCPReifyGEqualcI::post(int) {
+  if (sharesRoot(_b, _x))
+    return decideSharedControl(_b, _x, [k = _k](std::int64_t v) { return v >= k; });
+  return decide(true);
+}
 
 // ---- reified binary -----------------------------------------------------------------
 
@@ -378,6 +476,60 @@ int NuvCPReifyBinaryI::decideEquality(int equalIs) {
                                                                                     : differentIs);
   if (xb && !_y->member(nuvCPAdd(_x->getMin(), -std::int64_t{_k}))) return _b->bind(differentIs);
   if (yb && !_x->member(nuvCPAdd(_y->getMin(), _k))) return _b->bind(differentIs);
+  return NuvCPSuspend;
+}
+
+bool NuvCPReifyBinaryI::controlShared() const {
+  return sharesRoot(_b, _x) || sharesRoot(_b, _y);
+}
+
+int NuvCPReifyBinaryI::propagateSharedControl(Rel rel) {
+  // With b on x, b == t puts x at t + gap(b, x) and leaves y + k rel that
+  // value; with b on y, likewise for x.
+  const bool onX = sharesRoot(_b, _x);
+  NuvCPIntVarI* z = onX ? _y : _x;
+  const std::int64_t g = sharedGap(_b, onX ? _x : _y);
+  auto condFor = [&](int t) {
+    const std::int64_t v = t + g;
+    Cond c{Cond::Eq, 0};
+    if (onX)  // v rel z + k
+      c = rel == Rel::Le ? Cond{Cond::Ge, v - _k} : Cond{rel == Rel::Eq ? Cond::Eq : Cond::Ne, v - _k};
+    else  // z rel v + k
+      c = rel == Rel::Le ? Cond{Cond::Le, v + _k} : Cond{rel == Rel::Eq ? Cond::Eq : Cond::Ne, v + _k};
+    return t == 1 ? c : c.negated();
+  };
+  if (!restrictTo01(_b)) return NuvCPFailure;
+  for (int t = 0; t <= 1; ++t)
+    if (_b->member(t) && !condFor(t).possible(z) && _b->removeValue(t) == NuvCPFailure)
+      return NuvCPFailure;
+  if (_b->isBound()) return condFor(_b->getMin()).enforce(z);
+  // Both of b's values open: a value of z that agrees with neither goes.
+  // The two conditions are about points one apart, so such a value lies
+  // next to one of their constants.
+  const Cond c0 = condFor(0), c1 = condFor(1);
+  for (const std::int64_t base : {c0.c, c1.c})
+    for (std::int64_t v = base - 1; v <= base + 1; ++v)
+      if (!c0.holds(v) && !c1.holds(v) && v >= INT32_MIN && v <= INT32_MAX &&
+          z->member(static_cast<int>(v)) && z->removeValue(static_cast<int>(v)) == NuvCPFailure)
+        return NuvCPFailure;
+  return NuvCPSuspend;
+}
+
+int NuvCPReifyBinaryI::postShared(Rel rel) {
+  if (sharesRoot(_x, _y)) {
+    const std::int64_t d = sharedDifference(_x, _y, _k);
+    const bool holds = rel == Rel::Eq ? d == 0 : rel == Rel::Ne ? d != 0 : d <= 0;
+    return entailedIf(_b->bind(holds ? 1 : 0));
+  }
+  if (!controlShared()) return -1;
+  const int r = propagateSharedControl(rel);
+  if (r != NuvCPSuspend) return r;
+  NuvCPIntVarI* z = sharesRoot(_b, _x) ? _y : _x;
+  if (rel == Rel::Le)
+    z->addBounds(this);
+  else
+    z->addDomain(this);
+  _b->addBind(this);
   return NuvCPSuspend;
 }
 
@@ -415,12 +567,14 @@ void NuvCPReifyEqualBCI::print(std::ostream& os) const {
 }
 
 int NuvCPReifyEqualBCI::propagate() {
+  if (controlShared()) return propagateSharedControl(Rel::Eq);
   if (_b->isBound())
     return _b->getMin() == 1 ? enforceEqual(_x, _y, _k) : enforceDifferent(_x, _y, _k);
   return decideEquality(1);
 }
 
 int NuvCPReifyEqualBCI::post(int) {
+  if (const int s = postShared(Rel::Eq); s >= 0) return s;
   const int r = propagate();
   if (r != NuvCPSuspend) return r;
   _x->addBounds(this);
@@ -443,6 +597,7 @@ void NuvCPReifyEqualACI::print(std::ostream& os) const {
 }
 
 int NuvCPReifyEqualACI::propagate() {
+  if (controlShared()) return propagateSharedControl(Rel::Eq);
   if (!_b->isBound()) return decideEquality(1);
   if (_b->getMin() == 0) return enforceDifferent(_x, _y, _k);
   // The scans cover the ranges from before the bound updates: a hole of y
@@ -461,6 +616,7 @@ int NuvCPReifyEqualACI::propagate() {
 }
 
 int NuvCPReifyEqualACI::post(int) {
+  if (const int s = postShared(Rel::Eq); s >= 0) return s;
   _x->addAC5Value(this);
   _y->addAC5Value(this);
   _b->addBind(this);
@@ -494,12 +650,14 @@ void NuvCPReifyNEqualI::print(std::ostream& os) const {
 }
 
 int NuvCPReifyNEqualI::propagate() {
+  if (controlShared()) return propagateSharedControl(Rel::Ne);
   if (_b->isBound())
     return _b->getMin() == 1 ? enforceDifferent(_x, _y, _k) : enforceEqual(_x, _y, _k);
   return decideEquality(0);
 }
 
 int NuvCPReifyNEqualI::post(int) {
+  if (const int s = postShared(Rel::Ne); s >= 0) return s;
   const int r = propagate();
   if (r != NuvCPSuspend) return r;
   _x->addBounds(this);
@@ -528,6 +686,7 @@ void NuvCPReifyLEqualI::print(std::ostream& os) const {
 }
 
 int NuvCPReifyLEqualI::propagate() {
+  if (controlShared()) return propagateSharedControl(Rel::Le);
   if (_b->isBound()) {
     if (_b->getMin() == 1) {
       if (_x->updateMax(nuvCPAdd(_y->getMax(), _k)) == NuvCPFailure) return NuvCPFailure;
@@ -543,6 +702,7 @@ int NuvCPReifyLEqualI::propagate() {
 }
 
 int NuvCPReifyLEqualI::post(int) {
+  if (const int s = postShared(Rel::Le); s >= 0) return s;
   const int r = propagate();
   if (r == NuvCPSuspend) {
     _x->addBounds(this);
@@ -572,8 +732,27 @@ void NuvCPLogicI::printAs(std::ostream& os, const char* op) const {
 }
 
 void NuvCPLogicI::subscribeUnbound() {
-  for (NuvCPBoolVarI* v : {_x, _y, _b})
-    if (!v->isBound()) v->addBind(this);
+  if (!_x->isBound()) _x->addBind(this);
+  if (!_y->isBound() && _y != _x) _y->addBind(this);
+  if (!_b->isBound() && _b != _x && _b != _y) _b->addBind(this);
+}
+
+int NuvCPLogicI::propagateShared(bool (*op)(int, int)) {
+  NuvCPBoolVarI* const vs[3] = {_x, _y, _b};
+  bool supported[3][2] = {};
+  for (int x = 0; x <= 1; ++x)
+    for (int y = 0; y <= 1; ++y) {
+      const int b = op(x, y) ? 1 : 0;
+      if (!_x->member(x) || !_y->member(y) || !_b->member(b)) continue;
+      // One variable takes one value in every position it fills.
+      if ((_x == _y && x != y) || (_x == _b && x != b) || (_y == _b && y != b)) continue;
+      supported[0][x] = supported[1][y] = supported[2][b] = true;
+    }
+  for (int i = 0; i < 3; ++i)
+    for (int v = 0; v <= 1; ++v)
+      if (vs[i]->member(v) && !supported[i][v] && vs[i]->removeValue(v) == NuvCPFailure)
+        return NuvCPFailure;
+  return _x->isBound() && _y->isBound() && _b->isBound() ? NuvCPSuccess : NuvCPSuspend;
 }
 
 namespace {
@@ -585,6 +764,7 @@ int exactlyOne(int r) { return r == NuvCPSuccess ? NuvCPSuccess : NuvCPFailure; 
 }  // namespace
 
 int NuvCPLogicAndI::propagate() {
+  if (shared()) return propagateShared([](int x, int y) { return x == 1 && y == 1; });
   const bool xb = _x->isBound(), yb = _y->isBound();
   if (xb && yb) return _b->bind(valueOf(_x) == 1 && valueOf(_y) == 1 ? 1 : 0);
   if (!xb && !yb) {
@@ -607,6 +787,7 @@ int NuvCPLogicAndI::post(int) {
 }
 
 int NuvCPLogicOrI::propagate() {
+  if (shared()) return propagateShared([](int x, int y) { return x == 1 || y == 1; });
   const bool xb = _x->isBound(), yb = _y->isBound();
   if (xb && yb) return _b->bind(valueOf(_x) == 1 || valueOf(_y) == 1 ? 1 : 0);
   if (xb) {
@@ -634,6 +815,7 @@ int NuvCPLogicOrI::post(int) {
 }
 
 int NuvCPLogicImplyI::propagate() {
+  if (shared()) return propagateShared([](int x, int y) { return x == 0 || y == 1; });
   const bool xb = _x->isBound(), yb = _y->isBound();
   if (xb && yb) return exactlyOne(_b->bind(valueOf(_x) == 1 && valueOf(_y) == 0 ? 0 : 1));
   if (xb) {

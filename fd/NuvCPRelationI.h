@@ -11,6 +11,30 @@
 // nothing, as it would with unbounded integers. No valid value is ever
 // pruned because of a wrapped sum; the search tests check this at the ends
 // of the range, through views too.
+//
+// Shared variables: any two of x, y and b may be one variable, or offset
+// views of one (fd/NuvCPShared.h). Reasoning on them as independent would
+// prune solutions or accept non-solutions (x <= x - 1 binding x to its
+// own bound), so every post first compares the roots:
+//  - binary relations over one root: x - (y + k) is a constant, so the post
+//    is entailed or fails and subscribes nothing; x + y <= k with y == x + g
+//    becomes x <= floor((k - g) / 2), entailed;
+//  - reified unary with b on x's root: each of b's two values fixes x, so
+//    the post keeps the values of b that agree with the relation there and
+//    is entailed;
+//  - reified binary with x and y on one root: the relation is decided, b is
+//    bound at post. With b on x's root (or y's), each of b's values fixes
+//    that operand and leaves a unary condition (==, !=, >= or <= a
+//    constant) on the other one, z: the propagator (for as long as it
+//    lives) drops b's values whose condition no value of z meets and z's
+//    values that meet neither condition, and once b is fixed narrows z to
+//    its condition and is entailed. Domain consistent; it watches z's domain
+//    (its bounds for <=) and b's binding, never the AC5 value events;
+//  - connectives with a Boolean in two or three positions: propagated value
+//    by value over the distinct variables (at most eight assignments),
+//    domain consistent, entailed once they are bound.
+// The shared forms keep no state of their own: sharing is read from the
+// arguments (which never change) at each call.
 #pragma once
 
 #include <cstdint>
@@ -222,6 +246,17 @@ class NuvCPReifyBinaryI : public NuvCPCstrI {
   // With b unbound: b := 0 / 1 when the equality is decided, else 2.
   // `equalIs` is the value b takes when x == y + k holds.
   int decideEquality(int equalIs);
+  // The relation that b reifies: x rel y + k.
+  enum class Rel { Eq, Ne, Le };
+  // Sharing, seen at post: the post's status, or -1 when x, y and b have
+  // three different roots.
+  int postShared(Rel rel);
+  // b shares its root with x or with y.
+  bool controlShared() const;
+  // b and the operand it does not share with: drops each of b's values
+  // that no value of the operand supports, and once b is decided narrows
+  // the operand to the values that agree with it (entailed).
+  int propagateSharedControl(Rel rel);
   NuvCPIntVarI* _x;
   NuvCPIntVarI* _y;
   std::int32_t _k;
@@ -290,6 +325,12 @@ class NuvCPLogicI : public NuvCPCstrI {
  protected:
   // Subscribes to the bind events of whichever of x, y, b is unbound.
   void subscribeUnbound();
+  // Some variable fills two or three of the positions.
+  bool shared() const { return _x == _y || _x == _b || _y == _b; }
+  // The connective over the distinct variables, value by value: keeps each
+  // value that some assignment (at most eight) agreeing with the sharing
+  // supports; entailed once every variable is bound.
+  int propagateShared(bool (*op)(int, int));
   void printAs(std::ostream& os, const char* op) const;
   NuvCPBoolVarI* _x;
   NuvCPBoolVarI* _y;

@@ -24,6 +24,7 @@
 #include "fd/NuvCPCIntVarI.h"
 #include "fd/NuvCPConstraintI.h"
 #include "fd/NuvCPManagerI.h"
+#include "fd/NuvCPViewIntVarI.h"
 #include "host/NuvTrail.h"
 #include "host/PimAllocator.h"
 
@@ -574,5 +575,118 @@ class PropagatorChecker {
   bool _failed = false;
   std::string _context;
 };
+
+}  // namespace nuvcheck
+
+// ---- shared arguments -------------------------------------------------------------
+//
+// The same checks with one variable, or offset views of it, in several
+// argument positions of the relation: a propagator that takes its arguments
+// for independent variables goes wrong exactly there.
+
+namespace nuvcheck {
+
+// One argument position filled by variable `var` plus `offset` (a non-zero
+// offset passes an offset view of the variable).
+struct Fill {
+  int var;
+  int offset = 0;
+};
+using Filling = std::vector<Fill>;
+
+inline std::string show(const Filling& f) {
+  std::ostringstream os;
+  for (std::size_t i = 0; i < f.size(); ++i) {
+    os << (i ? " " : "") << "v" << f[i].var;
+    if (f[i].offset) os << (f[i].offset > 0 ? "+" : "") << f[i].offset;
+  }
+  return os.str();
+}
+
+// Every way to fill `arity` positions in which some variable fills two or
+// more: each partition of the positions with a group of two or more; the
+// first position of a group takes the variable itself, each further one the
+// variable plus one of `offsets` (0: the variable itself). Positions marked
+// in `plain` take no views.
+inline std::vector<Filling> sharedFillings(int arity, const std::vector<int>& offsets,
+                                           const std::vector<bool>& plain = {}) {
+  std::vector<Filling> out;
+  std::vector<int> group(static_cast<std::size_t>(arity), 0);
+  std::function<void(int, int)> partitions = [&](int i, int groups) {
+    if (i == arity) {
+      if (groups == arity) return;  // all different: not shared
+      // Offsets for every position that is not the first of its group.
+      std::vector<std::vector<int>> choices;
+      std::vector<bool> first(static_cast<std::size_t>(groups), true);
+      for (int p = 0; p < arity; ++p) {
+        const auto g = static_cast<std::size_t>(group[static_cast<std::size_t>(p)]);
+        const bool isPlain = static_cast<std::size_t>(p) < plain.size() && plain[static_cast<std::size_t>(p)];
+        choices.push_back(first[g] || isPlain ? std::vector<int>{0} : offsets);
+        first[g] = false;
+      }
+      std::function<void(int, Filling&)> pick = [&](int p, Filling& f) {
+        if (p == arity) return out.push_back(f);
+        for (int o : choices[static_cast<std::size_t>(p)]) {
+          f.push_back({group[static_cast<std::size_t>(p)], o});
+          pick(p + 1, f);
+          f.pop_back();
+        }
+      };
+      Filling f;
+      pick(0, f);
+      return;
+    }
+    for (int g = 0; g <= groups && g < arity; ++g) {
+      group[static_cast<std::size_t>(i)] = g;
+      partitions(i + 1, g == groups ? groups + 1 : groups);
+    }
+  };
+  partitions(0, 0);
+  return out;
+}
+
+// Runs the search checker on a relation whose positions are filled as
+// `fill` says. `ranges` holds each position's range; a variable's domains
+// are drawn from the union of its positions' ranges, each moved back by the
+// position's offset. `post` receives one variable (or view) per position and
+// `holds` one value per position. A variable filling a position marked in
+// `boolean` is a Boolean variable.
+inline Stats checkShared(const Filling& fill, const std::vector<std::pair<int, int>>& ranges,
+                         Post post, Predicate holds, Options o = {},
+                         const std::vector<bool>& boolean = {}) {
+  int nvars = 0;
+  for (const Fill& f : fill) nvars = std::max(nvars, f.var + 1);
+  std::vector<std::pair<int, int>> varRanges(static_cast<std::size_t>(nvars), {INT32_MAX, INT32_MIN});
+  std::vector<bool> isBool(static_cast<std::size_t>(nvars), false);
+  for (std::size_t p = 0; p < fill.size(); ++p) {
+    auto& r = varRanges[static_cast<std::size_t>(fill[p].var)];
+    r.first = std::min(r.first, ranges[p].first - fill[p].offset);
+    r.second = std::max(r.second, ranges[p].second - fill[p].offset);
+    if (p < boolean.size() && boolean[p]) isBool[static_cast<std::size_t>(fill[p].var)] = true;
+  }
+  for (std::size_t v = 0; v < varRanges.size(); ++v)
+    if (isBool[v]) varRanges[v] = {0, 1};
+  MakeVar make = [isBool](NuvCPManagerI& s, int i, const Domain& d) {
+    return isBool[static_cast<std::size_t>(i)] ? makeBoolVar(s, i, d) : makeIntVar(s, i, d);
+  };
+  Post filled = [fill, post](NuvCPManagerI& s, const Vars& vars) {
+    Vars args;
+    for (const Fill& f : fill) {
+      NuvCPIntVarI* x = vars[static_cast<std::size_t>(f.var)];
+      if (f.offset != 0)
+        x = nuvCPNew<NuvCPViewIntVarI>(s.allocator(), s.allocator(), &s, x, f.offset);
+      args.push_back(x);
+    }
+    return post(s, args);
+  };
+  Predicate pred = [fill, holds](const Assignment& a) {
+    Assignment at;
+    for (const Fill& f : fill) at.push_back(a[static_cast<std::size_t>(f.var)] + f.offset);
+    return holds(at);
+  };
+  SCOPED_TRACE("positions filled as " + show(fill));
+  PropagatorChecker checker(randomDomains(varRanges), filled, pred, make);
+  return checker.run(o);
+}
 
 }  // namespace nuvcheck
