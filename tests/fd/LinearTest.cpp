@@ -196,6 +196,41 @@ TEST(LinearSearch, UnitEquationsFindExactlyTheSolutions) {
       }
 }
 
+// x == y over the even and the odd numbers: bounds reasoning shaves one
+// value off each end per pass, so a long enough chain runs into the cap on
+// internal passes. Whatever pass the cap falls on, the bounds it leaves must
+// be checked: otherwise a last pass that binds both variables leaves a
+// "solution" x != y that nobody checks (the propagators are idempotent and
+// are not rerun on their own changes).
+TEST(LinearSearch, EquationsCutOffByThePassCapStillCheckTheirBounds) {
+  const Builder builders[] = {
+      general<NuvCPLinearEquationI>({1, -1}, 0),
+      [](NuvCPManagerI* s, const Vars& v) -> NuvCPDaemonI* {
+        return nuvCPNew<NuvCPLinearPNEquationI>(s->allocator(), s, 1, v.data(), 1, v.data() + 1,
+                                                std::int64_t{0});
+      },
+      [](NuvCPManagerI* s, const Vars& v) -> NuvCPDaemonI* {
+        return nuvCPNew<NuvCPLinearPNEquationCI>(s->allocator(), s, 1, v.data(), 1,
+                                                 v.data() + 1, std::int64_t{0});
+      }};
+  for (const Builder& build : builders)
+    for (int m = 1; m <= 300; ++m) {
+      std::vector<int> evens, odds;
+      for (int i = 0; i <= m; ++i) {
+        evens.push_back(2 * i);
+        odds.push_back(2 * i + 1);
+      }
+      Instance in({evens, odds}, {});
+      in.trail.push();
+      const int status = in.store.post(static_cast<NuvCPCstrI*>(build(&in.store, in.xs)));
+      std::vector<Assignment> found;
+      if (status != NuvCPFailure && in.store.isConsistent()) in.search(found);
+      EXPECT_TRUE(found.empty()) << "m = " << m << ": x = " << found[0][0]
+                                 << ", y = " << found[0][1];
+      if (HasFailure()) return;
+    }
+}
+
 TEST(LinearSearch, BooleanCountsFindExactlyTheSolutions) {
   for (bool boolVars : {false, true})
     for (int n = 0; n <= 5; ++n) {

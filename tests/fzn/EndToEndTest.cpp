@@ -84,7 +84,8 @@ TEST_P(EndToEnd, SameAnswersAsGecode) {
 
 INSTANTIATE_TEST_SUITE_P(Models, EndToEnd,
                          ::testing::Values("t_queens", "t_unsat", "t_reif", "t_linear", "t_setin",
-                                           "t_element", "t_arith", "t_knapsack", "t_minmax"));
+                                           "t_element", "t_arith", "t_knapsack", "t_minmax",
+                                           "t_holechain"));
 
 // Gecode has no int_pow builtin to compare with: the count is known by hand
 // (b in -3..3 without 0, e in 0..3: 24 pairs; and 0^0 = 1).
