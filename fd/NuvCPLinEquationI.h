@@ -13,9 +13,11 @@
 // Termination: the equations iterate to their own fixpoint inside one call,
 // but at most a fixed number of passes (see kMaxPasses in the source): with
 // large coprime coefficients bounds reasoning may shave one value per pass
-// over a domain of 2^31 values. They are idempotent daemons, so stopping
-// early leaves bounds that are weaker but never wrong, and the store does
-// not rerun them on their own changes. An equation whose unbound
+// over a domain of 2^31 values (and holes can do the same on small domains).
+// They are idempotent daemons: the store does not rerun them on their own
+// changes, so when the cap stops them they check once more that the bounds
+// the last pass left still admit 0 (a last pass may have bound every
+// variable); the bounds are then weaker but never wrong. An equation whose unbound
 // coefficients have a gcd that does not divide the bound part fails at once.
 //
 // Zero coefficients are allowed; their variables are not subscribed.
