@@ -1,7 +1,9 @@
 // FlatZinc models in which one variable fills several arguments of a
 // constraint (directly, or through bool2int, which the front end turns into
-// the Boolean itself): every solution is enumerated and compared with the
-// set worked out by hand.
+// the Boolean itself), and a failure found while the front end narrows a
+// domain itself (set_in): every solution is enumerated and compared with the
+// set worked out by hand. The minimised disagreements with another solver
+// are replayed from tests/diff/regress.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,6 +12,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "fzn/FznOptions.h"
 #include "fzn/FznSolve.h"
@@ -144,37 +147,108 @@ TEST(FznSharedArgs, ConnectivesOverRepeatedBooleans) {
   expectSolutions(model(ab, "array_bool_and([a, b], a)"), implies);
 }
 
-// Minimised disagreements with another solver (all unsatisfiable), in the
-// relations, reified relations, linear sums and connectives.
-TEST(FznSharedArgs, DifferentialFindings) {
-  const char* models[] = {
-      "var 9..10: x1 :: output_var;\nconstraint int_ne(x1, x1);\nconstraint set_in(x1, {10});\n",
-      "var bool: b1 :: output_var;\nvar -1..1: a3;\nconstraint bool_clause([], [b1]);\n"
-      "constraint int_le_reif(a3, a3, b1);\n",
-      "var bool: b1;\nvar {-4,-2}: a2;\nconstraint bool_not(b1, b1);\n"
-      "constraint int_lt_reif(a2, a2, b1);\nconstraint set_in(a2, {-2,1,8});\n",
-      "var {-3,0,1,2}: x0 :: output_var;\nvar {0,3,4}: x1 :: output_var;\nvar bool: p0;\n"
-      "var bool: b1;\nconstraint int_eq_reif(x0, x1, p0);\nconstraint bool_lt_reif(p0, p0, b1);\n"
-      "constraint bool_le_reif(p0, b1, b1);\nconstraint set_in(x0, {-3});\n",
-      "var 0..1: a2;\nvar bool: b3;\nconstraint int_le_reif(a2, a2, b3);\n"
-      "constraint bool2int(b3, a2);\nconstraint set_in(a2, {0});\n",
-      "var 1..2: x2 :: output_var;\nvar bool: b1;\nconstraint bool_ne_reif(b1, b1, b1);\n"
-      "constraint int_le_reif(x2, x2, b1);\nconstraint set_in(x2, {1});\n",
-      "var {-1,3}: x1 :: output_var;\nvar bool: p0 :: output_var;\n"
-      "constraint int_ne_reif(-1, x1, p0);\nconstraint bool_le_reif(p0, false, p0);\n"
-      "constraint set_in(x1, {3});\n",
-      "var {10}: x2 :: output_var;\nvar 6..8: x3 :: output_var;\nvar {-2}: x6 :: output_var;\n"
-      "var bool: b2;\nconstraint int_lt_reif(x6, x2, b2);\nconstraint int_lt_reif(x3, x3, b2);\n",
-      "var -2..0: x2 :: output_var;\nvar -2..0: y1 :: output_var = x2;\nvar bool: b1;\n"
-      "constraint int_lin_le_reif([1], [x2], -4, b1);\nconstraint int_le_reif(x2, y1, b1);\n",
-      "var {0}: x1;\nvar -2..-1: x2 :: output_var;\nvar bool: p0;\nvar bool: q0 = p0;\n"
-      "var {0}: y1 :: output_var = x1;\nvar bool: b1;\nconstraint int_ne_reif(y1, y1, b1);\n"
-      "constraint bool_eq_reif(b1, b1, q0);\nconstraint int_ne_reif(x2, x2, p0);\n"
-      "constraint set_in(x2, {-2});\n",
-      "var 2..3: x2 :: output_var;\nvar bool: b3;\nconstraint int_ne_reif(x2, x2, b3);\n"
-      "constraint int_ne_reif(x2, 1, b3);\nconstraint set_in(x2, {2});\n",
-  };
-  for (const char* m : models) expectSolutions(std::string(m) + "solve satisfy;\n", {});
+// The solutions as a sorted list (each block's lines sorted and joined by
+// spaces), then the final status line.
+using Listing = std::vector<std::string>;
+Listing solveSorted(const std::string& model) {
+  const Answer a = solveAll(model);
+  EXPECT_EQ(a.count, static_cast<int>(a.solutions.size())) << "a solution printed twice";
+  Listing out(a.solutions.begin(), a.solutions.end());
+  out.push_back(a.status);
+  return out;
+}
+const std::string kUnsat = "=====UNSATISFIABLE=====";
+const std::string kDone = "==========";
+
+TEST(FznSharedArgs, FailureOutsideAPostSetInThatEmptiesAMinimumIsUnsatisfiable) {
+  // x3 + x1 <= x1 forces x3 <= 0, so set_in leaves x3 == -2; then
+  // min(x0, -2) == -2 == x3 breaks int_ne.
+  const std::string model = R"(var -2..2: x0 :: output_var;
+var 0..1: x1 :: output_var;
+var -3..-2: x2 :: output_var;
+var -3..2: x3 :: output_var;
+var -30..30: a0;
+var -30..30: a1;
+var -30..30: a2;
+constraint int_plus(x3,x1,a0);
+constraint int_le(a0,x1);
+constraint int_min(x0,x3,a1);
+constraint int_ne(a1,x3);
+constraint set_in(x3,{-2,2,5});
+solve satisfy;
+)";
+  EXPECT_EQ(solveSorted(model), Listing{kUnsat});
+  // The same with the narrowing done before the minimum is posted.
+  EXPECT_EQ(solveSorted(R"(var -2..2: x0 :: output_var;
+var -3..0: x3 :: output_var;
+var -30..30: a1 :: output_var;
+constraint int_min(x0,x3,a1);
+constraint int_ne(a1,x3);
+constraint set_in(x3,{-2,2});
+solve satisfy;
+)"),
+            Listing{kUnsat});
+}
+
+TEST(FznSharedArgs, ElementWhoseIndexIsAlsoTheResult) {
+  // No i in {1, 3, 4} with a[i] == i (the index printed as its own value was
+  // a wrong answer).
+  EXPECT_EQ(solveSorted("var {1,3,4}: x1 :: output_var;\n"
+                     "constraint array_int_element(x1,[3,1,4,-5,-1],x1);\nsolve satisfy;\n"),
+            Listing{kUnsat});
+  // Through a view: a[x] == x + 1.
+  EXPECT_EQ(solveSorted("var -3..6: x :: output_var;\nvar -3..6: y :: output_var;\n"
+                     "constraint int_plus(x,1,y);\n"
+                     "constraint array_int_element(x,[2,3,3,5,4],y);\nsolve satisfy;\n"),
+            (Listing{"x = 1; y = 2;", "x = 2; y = 3;", "x = 4; y = 5;", kDone}));
+  // The index is also an entry of the variable array.
+  EXPECT_EQ(solveSorted("var 0..3: x0 :: output_var;\nvar 0..3: x4 :: output_var;\n"
+                     "var 0..3: x2 :: output_var;\n"
+                     "constraint array_var_int_element(x0,[x4,x0],x2);\n"
+                     "constraint int_lin_eq([1,1],[x0,x2],3);\nsolve satisfy;\n"),
+            (Listing{"x0 = 1; x2 = 2; x4 = 2;", kDone}));
+}
+
+TEST(FznSharedArgs, ArithmeticWithOneVariableInSeveralPlaces) {
+  // x * x == y and y div x == x.
+  EXPECT_EQ(solveSorted("var -4..4: x :: output_var;\nvar -4..4: y :: output_var;\n"
+                     "constraint int_times(x,x,y);\nconstraint int_div(y,x,x);\nsolve satisfy;\n"),
+            (Listing{"x = -1; y = 1;", "x = -2; y = 4;", "x = 1; y = 1;", "x = 2; y = 4;", kDone}));
+  // x mod x is 0 wherever it is defined.
+  EXPECT_EQ(solveSorted("var {-1,0,2,3}: x0 :: output_var;\n"
+                     "constraint int_mod(x0, x0, x0);\nsolve satisfy;\n"),
+            Listing{kUnsat});
+  EXPECT_EQ(solveSorted("var {-2,1}: x0 :: output_var;\nvar 0..1: x1 :: output_var;\n"
+                     "constraint int_mod(x0, x0, x1);\nconstraint set_in(x1, {-2,1});\n"
+                     "solve satisfy;\n"),
+            Listing{kUnsat});
+  EXPECT_EQ(solveSorted("var {1,6}: x3 :: output_var;\nvar {1,6}: a1;\n"
+                     "constraint int_div(x3, x3, a1);\nconstraint set_in(a1, {6});\n"
+                     "solve satisfy;\n"),
+            Listing{kUnsat});
+  // min(x, x) == y, max(y, x) == x, then x mod x == x has no solution.
+  EXPECT_EQ(solveSorted("var -4..4: x :: output_var;\nvar -4..4: y :: output_var;\n"
+                     "constraint int_min(x,x,y);\nconstraint int_max(y,x,x);\n"
+                     "constraint int_mod(x,y,x);\nsolve satisfy;\n"),
+            Listing{kUnsat});
+  // |x| == x and y mod x == y.
+  EXPECT_EQ(solveSorted("var -4..4: x :: output_var;\nvar -4..4: y :: output_var;\n"
+                     "constraint int_abs(x,x);\nconstraint int_mod(y,x,y);\n"
+                     "constraint int_lt(x,4);\nsolve satisfy;\n"),
+            (Listing{"x = 1; y = 0;", "x = 2; y = -1;", "x = 2; y = 0;", "x = 2; y = 1;",
+                    "x = 3; y = -1;", "x = 3; y = -2;", "x = 3; y = 0;", "x = 3; y = 1;",
+                    "x = 3; y = 2;", kDone}));
+  // x * y == x and x^x == y: 0^0 == 1 and 1^1 == 1 only.
+  EXPECT_EQ(solveSorted("var -3..4: x :: output_var;\nvar -3..4: y :: output_var;\n"
+                     "constraint int_times(x,y,x);\nconstraint int_pow(x,x,y);\nsolve satisfy;\n"),
+            (Listing{"x = 0; y = 1;", "x = 1; y = 1;", kDone}));
+  // m == min(m, x, x) and m < x: every pair m < x of -3..3.
+  const Answer mins = solveAll("var -3..3: x :: output_var;\nvar -3..3: m :: output_var;\n"
+                               "constraint array_int_minimum(m,[m,x,x]);\n"
+                               "constraint int_lin_le([1,-1],[m,x],-1);\nsolve satisfy;\n");
+  EXPECT_EQ(mins.count, 21);
+  EXPECT_EQ(mins.solutions.size(), 21u);
+  EXPECT_EQ(mins.status, kDone);
 }
 
 }  // namespace
