@@ -95,7 +95,17 @@ class NuvCPArith : public NuvCPCstr {
         return nuvCPNew<NuvCPLinearEquationI>(al, s, 3, coefs, vars, 0);
       }
       case Kind::Abs: return nuvCPNew<NuvCPAbsI>(al, s, _x, _z);
-      case Kind::Function: return nuvCPNew<NuvCPBinaryFunctionI>(al, s, _op, _x, _y, _z);
+      case Kind::Function: {
+        // min and max reason on bounds, like the array forms: enumerating
+        // pairs of values costs the product of the domain sizes per run,
+        // where the bounds rules cost two reads per argument, and a
+        // makespan or a distance is a bounds matter anyway.
+        if (_op == NuvCPBinaryFunctionI::Op::Min || _op == NuvCPBinaryFunctionI::Op::Max) {
+          NuvCPIntVarI* xs[2] = {_x, _y};
+          return nuvCPNew<NuvCPArrayMinMaxI>(al, s, _op == NuvCPBinaryFunctionI::Op::Max, _z, 2, xs);
+        }
+        return nuvCPNew<NuvCPBinaryFunctionI>(al, s, _op, _x, _y, _z);
+      }
       case Kind::Minimum:
       case Kind::Maximum:
         return nuvCPNew<NuvCPArrayMinMaxI>(al, s, _kind == Kind::Maximum, _z,

@@ -110,7 +110,10 @@ class NuvCPAbsI : public NuvCPCstrI {
 // minimum and maximum. While x and y have at most kEnumerate pairs of
 // values, every value of x, y and z keeps a supporting pair (domain
 // consistency); beyond that, bounds rules specific to f, and the exact value
-// once x and y are fixed.
+// once x and y are fixed. "min" and "max" through CP$CExpr and the modeling
+// layer are posted as NuvCPArrayMinMaxI instead (bounds consistent, two
+// reads per argument and run); the Min and Max operations here are the
+// domain-consistent alternative for small domains.
 // Shared arguments (one variable, or offset views of it, in two or three
 // positions: min(x, x), x div x, x mod (x + 1) == x, ...): the enumeration
 // only counts pairs (a, b) and results f that respect the fixed differences

@@ -687,21 +687,14 @@ class Plan {
           hi = isMax ? std::max(hi, at(i).hi) : std::min(hi, at(i).hi);
         }
         const int z = aux(lo, hi);
-        if (xs.size() == 2) {
-          const int x = xs[0], y = xs[1];
-          const Op f = isMax ? Op::Max : Op::Min;
-          emit([f, x, y, z](NuvCPManagerI* s, const Vars& v) {
-            return nuvCPNew<NuvCPBinaryFunctionI>(s->allocator(), s, f, v[x], v[y], v[z]);
-          });
-        } else {
-          emit([isMax, xs, z](NuvCPManagerI* s, const Vars& v) -> NuvCPCstrI* {
-            std::vector<NuvCPIntVarI*> args;
-            for (int i : xs) args.push_back(v[static_cast<std::size_t>(i)]);
-            auto* p = nuvCPNew<NuvCPArrayMinMaxI>(s->allocator(), s, isMax, v[z],
-                                                  static_cast<int>(args.size()), args.data());
-            return p && p->ok() ? p : nullptr;
-          });
-        }
+        // Bounds reasoning for two arguments too, as for FlatZinc's int_min/int_max.
+        emit([isMax, xs, z](NuvCPManagerI* s, const Vars& v) -> NuvCPCstrI* {
+          std::vector<NuvCPIntVarI*> args;
+          for (int i : xs) args.push_back(v[static_cast<std::size_t>(i)]);
+          auto* p = nuvCPNew<NuvCPArrayMinMaxI>(s->allocator(), s, isMax, v[z],
+                                                static_cast<int>(args.size()), args.data());
+          return p && p->ok() ? p : nullptr;
+        });
         return z;
       }
       case EKind::Div: {
