@@ -352,9 +352,15 @@ void NuvSearch::keepSolution() {
     _solutionMin[i] = x ? x->getMin() : 0;
     _solutionMax[i] = x ? x->getMax() : -1;
   }
-  // The decisions alone may need the objective's bound to bind everything;
-  // the values themselves make the path rebuild the solution on any store.
-  _lastPath = _path;
+  // Every decision was on a phase variable, and every phase variable is
+  // bound here, so the values alone rebuild the solution on any store (the
+  // decisions might need the objective's bound); only the recorded posts
+  // are kept from the path. Copying the whole path instead made branch and
+  // bound quadratic: the right branches taken at a level accumulate on it.
+  _lastPath.clear();
+  if (_recording)
+    for (const NuvSearchDecision& d : _path)
+      if (d.op == Op::Action) _lastPath.push_back(d);
   for (std::size_t i = 0; i < _solutionMin.size(); ++i) {
     const NuvCPIntVarI* x = _store->getIntVar(static_cast<int>(i));
     if (x && !x->isView() && _solutionMin[i] == _solutionMax[i])

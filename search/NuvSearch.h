@@ -174,9 +174,10 @@ class NuvSearch {
   // search whatever stopped it: the value of a variable bound in it.
   bool hasSolution() const { return _hasSolution; }
   bool lastValue(const NuvCPIntVarI* x, int& value) const;
-  // The path to the last solution, ending with a Label step for every
-  // variable bound in it: replayed on a store of the same model it rebuilds
-  // that solution, with or without the objective's bound.
+  // The last solution as a path: the posts recorded on the way to it (when
+  // recording), then a Label step for every variable bound in it; replayed
+  // on a store of the same model it rebuilds that solution, with or without
+  // the objective's bound.
   const NuvSearchPath& lastPath() const { return _lastPath; }
   // The path to the current node (inside the callbacks).
   const NuvSearchPath& path() const { return _path; }

@@ -307,6 +307,9 @@ TEST(SearchModelTest, StopFlagKeepsTheBestSolutionAndItsPathReplays) {
   other.post<Sum3>(other.xs[0], other.xs[7], sum2);
   ASSERT_NE(nuvSearchReplay(&other.store, search.lastPath()), NuvCPFailure);
   EXPECT_EQ(other.values(), seen[1]);
+  // It holds the values only (one step per variable), not the decisions,
+  // whose number grows with every solution of a branch and bound.
+  EXPECT_LE(search.lastPath().size(), static_cast<std::size_t>(in.store.intVarCount()));
 }
 
 TEST(SearchModelTest, NodeFailureTimeAndSolutionLimits) {
