@@ -150,9 +150,9 @@ def solve(m):
 
 
 def unsat_by_parts(m):
-    """True when some group of constraints sharing variables has no solution
-    on its own (so the whole model is UNSAT), enumerating each group over its
-    own variables only; None when no group settles it.  Lets a model too large
+    """True when some constraint, or group of constraints sharing variables,
+    has no solution on its own (so the whole model is UNSAT), enumerating it
+    over its own variables only; None when no group settles it.  Lets a model too large
     to enumerate as a whole still be settled as UNSAT."""
     named = m.named_arrays()
     names = {v.name for v in m.vars}
@@ -183,7 +183,9 @@ def unsat_by_parts(m):
     groups = {}
     for i in range(len(raw)):
         groups.setdefault(find(i), []).append(i)
-    for members in groups.values():
+    # Each constraint alone first: a group too large to enumerate may hold
+    # one that no assignment satisfies.
+    for members in [[i] for i in range(len(raw))] + list(groups.values()):
         vs = sorted(set().union(*(mentions[i] for i in members)))
         size = 1
         for v in vs:
