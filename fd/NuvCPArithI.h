@@ -157,11 +157,16 @@ class NuvCPBinaryFunctionI : public NuvCPCstrI {
   NuvCPSharing<3> _share;
 };
 
-// m == min(xs) (or max), bounds consistent. Shared arguments (m among the
-// xs, a variable or its views at several places): every rule narrows to
-// values that all solutions have, whatever the arguments are (a variable
-// that appears twice only counts twice as a candidate, which prunes less),
-// and with everything bound m is the minimum or the bounds fail.
+// m == min(xs) (or max), bounds consistent; also the binary int_min and
+// int_max. One run: at most four rounds of two reads per argument, O(n) each
+// (the standard bounds-consistency rules for min and max, from no
+// particular paper); no allocation. Shared arguments (m among the xs, a variable
+// or its views at several places): every rule narrows to values that all
+// solutions have, whatever the arguments are (a variable that appears twice
+// only counts twice as a candidate, which prunes less), and with everything
+// bound m is the minimum or the bounds fail.
+// Members: all constant (_xs is allocated once at construction); nothing is
+// trailed, no scratch.
 class NuvCPArrayMinMaxI : public NuvCPCstrI {
  public:
   NuvCPArrayMinMaxI(NuvCPManagerI* s, bool isMax, NuvCPIntVarI* m, int n, NuvCPIntVarI* const* xs);

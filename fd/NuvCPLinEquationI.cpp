@@ -478,11 +478,11 @@ void NuvCPLinearPNEquationCI::print(std::ostream& os) const { printAs(os, "lin(+
 
 namespace {
 
-// One bounds pass over sum(P) - sum(N) + k == 0; `changed` tells whether a
-// bound moved.
-int pnPass(NuvCPLinearPNEquationI::Entry* pos, int np, NuvCPLinearPNEquationI::Entry* neg, int nn,
-           std::int64_t k, bool& changed) {
-  std::int64_t sup = k, slow = k;
+// The bounds of sum(P) - sum(N) + k: [slow, sup].
+void pnRange(const NuvCPLinearPNEquationI::Entry* pos, int np,
+             const NuvCPLinearPNEquationI::Entry* neg, int nn, std::int64_t k,
+             std::int64_t& slow, std::int64_t& sup) {
+  sup = slow = k;
   for (int i = 0; i < np; ++i) {
     sup += pos[i].x->getMax();
     slow += pos[i].x->getMin();
@@ -491,6 +491,14 @@ int pnPass(NuvCPLinearPNEquationI::Entry* pos, int np, NuvCPLinearPNEquationI::E
     sup -= neg[i].x->getMin();
     slow -= neg[i].x->getMax();
   }
+}
+
+// One bounds pass over sum(P) - sum(N) + k == 0; `changed` tells whether a
+// bound moved.
+int pnPass(NuvCPLinearPNEquationI::Entry* pos, int np, NuvCPLinearPNEquationI::Entry* neg, int nn,
+           std::int64_t k, bool& changed) {
+  std::int64_t slow, sup;
+  pnRange(pos, np, neg, nn, k, slow, sup);
   if (slow > 0 || sup < 0) return NuvCPFailure;
   changed = false;
   // x in P: slow - min(x) + x <= 0 <= sup - max(x) + x.
@@ -526,15 +534,8 @@ int NuvCPLinearPNEquationI::propagate() {
   if (!changed) return NuvCPSuspend;
   // Stopped early: a pass that changes nothing starts with the failure test;
   // run that test on what the last pass left (exact once all are bound).
-  std::int64_t sup = _k, slow = _k;
-  for (int i = 0; i < _np; ++i) {
-    sup += _pos[i].x->getMax();
-    slow += _pos[i].x->getMin();
-  }
-  for (int i = 0; i < _nn; ++i) {
-    sup -= _neg[i].x->getMin();
-    slow -= _neg[i].x->getMax();
-  }
+  std::int64_t slow, sup;
+  pnRange(_pos, _np, _neg, _nn, _k, slow, sup);
   return slow > 0 || sup < 0 ? NuvCPFailure : NuvCPSuspend;
 }
 
