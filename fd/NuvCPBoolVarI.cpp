@@ -160,3 +160,17 @@ void NuvCPBoolVarI::setDisequalityWatcher(NuvCPIntVarI* b, int v) {
   if (!(v >= 0 && v <= 1)) raiseInternalAssertion("v>=0 && v <= 1", kSource, 920);
   if (v == 1) _trueWatcher = b;
 }
+
+bool nuvCPCompactLists(NuvCPManagerI* store) {
+  if (store->trail()->depth() != 0) return false;
+  std::vector<NuvCPDListI*> scratch;
+  bool done = true;
+  for (int i = 0; i < store->intVarCount(); ++i) {
+    NuvCPIntVarI* x = store->getIntVar(i);
+    if (auto* c = dynamic_cast<NuvCPCIntVarI*>(x))
+      done = c->compactLists(scratch) && done;
+    else if (auto* b = dynamic_cast<NuvCPBoolVarI*>(x))
+      done = b->compactLists(scratch) && done;
+  }
+  return done;
+}

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <vector>
 
 #include <sigc++/sigc++.h>
 
@@ -127,6 +128,16 @@ class NuvCPBoolVarI : public NuvCPIntVarI {
   NuvTrailI* trail() const;
   void push(NuvCPListHead& l, NuvCPDaemonI* p) { l.add<NuvCPDListI>(allocator(), trail(), p); }
 
+ public:
+  // Lays each of its lists out in one block (NuvCPListHead::compact); false
+  // when the allocator refused.
+  bool compactLists(std::vector<NuvCPDListI*>& scratch) {
+    return _changes.compact(allocator(), scratch) && _ac5Value.compact(allocator(), scratch) &&
+           _ac5Bind.compact(allocator(), scratch);
+  }
+
+ private:
+
   std::int32_t _state = 3;  // trailed
   PimStamp _stateStamp;
   NuvCPListHead _changes;
@@ -150,3 +161,12 @@ class NuvWatchedCPBoolVarI final : public NuvCPBoolVarI {
   int removeValue(int v) override;
   int bind(int v) override;
 };
+
+// Lays every integer and Boolean variable's lists out for the cache
+// (NuvCPListHead::compact): what a store should do once its model is
+// posted, before search, so that the walks over its propagator lists read
+// memory in sequence. Does nothing (false) while a choice point is open;
+// false too when the allocator refused a block (the lists are then still
+// whole, some of them not compacted).
+bool nuvCPCompactLists(NuvCPManagerI* store);
+

@@ -109,6 +109,9 @@ class NuvCPCIntVarI : public NuvCPIntVarI {
 
   std::size_t classSize() const override { return sizeof(NuvCPCIntVarI); }
   void mark(PimMarker& m) override;
+  // Lays each of its lists out in one block (NuvCPListHead::compact); false
+  // when the allocator refused.
+  bool compactLists(std::vector<NuvCPDListI*>& scratch);
   void print(std::ostream& os) const override;
 
   NuvCPIntVarSnapshotI* makeSnapshot(PimAllocator* allocator) override;
@@ -214,6 +217,7 @@ class NuvCPCIntVarI : public NuvCPIntVarI {
 
   // The list heads, for the engine's tests and the watched form.
   const NuvCPListHead& minList() const { return _minList; }
+  const NuvCPListHead& bindList() const { return _bindList; }
   const NuvCPListHead& domainList() const { return _domainList; }
   const NuvCPListHead& ac5ValueList() const { return _ac5Value; }
 

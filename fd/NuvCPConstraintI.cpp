@@ -305,6 +305,31 @@ int NuvCPAC5RangeEvent::scanDown(bool indexed) {
   return r;
 }
 
+// ---- list layout -------------------------------------------------------------------------
+
+bool NuvCPListHead::compact(PimAllocator* allocator, std::vector<NuvCPDListI*>& scratch) {
+  scratch.clear();
+  std::size_t bytes = 0;
+  for (NuvCPDListI* n = head; n; n = n->next()) {
+    if (!n->daemon()->isEnabled()) continue;
+    bytes += n->classSize();
+    scratch.push_back(n);
+  }
+  if (scratch.size() < 2) return true;
+  auto* block = static_cast<unsigned char*>(allocator->allocate(bytes));
+  if (!block) return false;
+  // Built back to front (each copy links to the one after it), at offsets
+  // laid out front to back.
+  NuvCPDListI* next = nullptr;
+  std::size_t end = bytes;
+  for (std::size_t j = scratch.size(); j-- > 0;) {
+    end -= scratch[j]->classSize();
+    next = scratch[j]->copyAt(block + end, next);
+  }
+  head = next;
+  return true;
+}
+
 // ---- adapters ----------------------------------------------------------------------------
 
 int nuvCPPostBuilt(NuvCPManagerI* store, NuvCPDaemonI* c) {

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <iosfwd>
 #include <type_traits>
+#include <vector>
 
 #include "fd/NuvCPIVarI.h"
 #include "fd/NuvCPManagerI.h"
@@ -135,6 +136,11 @@ class NuvCPDListI : public PimCellI {
   int offset() const { return _offset; }
   std::size_t classSize() const override { return sizeof(NuvCPDListI); }
   void mark(PimMarker& m) override;
+  // Builds a copy of this node at `where` (classSize() bytes) that links to
+  // `next`.
+  virtual NuvCPDListI* copyAt(void* where, NuvCPDListI* next) const {
+    return ::new (where) NuvCPDListI(allocator(), _daemon, next, _offset);
+  }
 
   virtual NuvCPDListI* valRemove(PimAC5Allocator& a, NuvCPEventQueue& q, NuvCPIntVarI* x, int v);
   virtual NuvCPDListI* requiresElem(PimAC5Allocator& a, NuvCPEventQueue& q, NuvCPSetVarI* x, int e);
@@ -163,6 +169,9 @@ class NuvCPDListIdxI : public NuvCPDListI {
       : NuvCPDListI(a, daemon, next, offset), _index(index) {}
   int index() const { return _index; }
   std::size_t classSize() const override { return sizeof(NuvCPDListIdxI); }
+  NuvCPDListI* copyAt(void* where, NuvCPDListI* next) const override {
+    return ::new (where) NuvCPDListIdxI(allocator(), _daemon, next, _index, _offset);
+  }
 
   NuvCPDListI* valRemove(PimAC5Allocator& a, NuvCPEventQueue& q, NuvCPIntVarI* x, int v) override;
   NuvCPDListI* requiresElem(PimAC5Allocator& a, NuvCPEventQueue& q, NuvCPSetVarI* x, int e) override;
@@ -190,6 +199,9 @@ class NuvCPDListViewI : public NuvCPDListI {
       : NuvCPDListI(a, daemon, next, offset), _view(view) {}
   NuvCPIntVarI* view() const { return _view; }
   std::size_t classSize() const override { return sizeof(NuvCPDListViewI); }
+  NuvCPDListI* copyAt(void* where, NuvCPDListI* next) const override {
+    return ::new (where) NuvCPDListViewI(allocator(), _daemon, next, _view, _offset);
+  }
   void mark(PimMarker& m) override;
 
   NuvCPDListI* valRemove(PimAC5Allocator& a, NuvCPEventQueue& q, NuvCPIntVarI* x, int v) override;
@@ -214,6 +226,9 @@ class NuvCPDListIdxViewI : public NuvCPDListIdxI {
       : NuvCPDListIdxI(a, daemon, next, index, offset), _view(view) {}
   NuvCPIntVarI* view() const { return _view; }
   std::size_t classSize() const override { return sizeof(NuvCPDListIdxViewI); }
+  NuvCPDListI* copyAt(void* where, NuvCPDListI* next) const override {
+    return ::new (where) NuvCPDListIdxViewI(allocator(), _daemon, next, _view, _index, _offset);
+  }
   void mark(PimMarker& m) override;
 
   NuvCPDListI* valRemove(PimAC5Allocator& a, NuvCPEventQueue& q, NuvCPIntVarI* x, int v) override;
@@ -246,6 +261,14 @@ struct NuvCPListHead {
     trail->assign(head, stamp, static_cast<NuvCPDListI*>(node));
     return true;
   }
+
+  // Copies the list into one block, nodes in list order, so that a walk
+  // reads memory in sequence instead of chasing nodes posted at different
+  // times all over the arena. The enabled daemons' nodes only; the old
+  // nodes stay where they are, unreferenced. Only with no choice point
+  // open (the head is then not trailed). False when the allocator refuses
+  // (the list is then left as it was). `scratch` is working space.
+  bool compact(PimAllocator* allocator, std::vector<NuvCPDListI*>& scratch);
 };
 
 // ---- value events -----------------------------------------------------------------

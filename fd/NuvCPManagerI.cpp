@@ -139,9 +139,35 @@ int NuvCPManagerI::propagate() {
   return NuvCPFailure;
 }
 
+namespace {
+
+// The daemons on a list lie all over memory, and a walk that loads each in
+// turn waits for one cache miss after another. Fetching the daemon a few
+// nodes ahead lets those misses overlap; the nodes themselves are read in
+// sequence once the lists are compacted.
+constexpr int kPrefetchDistance = 4;
+
+NuvCPDListI* startPrefetch(NuvCPDListI* n) {
+  for (int i = 0; n && i < kPrefetchDistance; ++i) {
+    __builtin_prefetch(n->daemon());
+    n = n->next();
+  }
+  return n;
+}
+
+NuvCPDListI* prefetchDaemon(NuvCPDListI* ahead) {
+  if (!ahead) return nullptr;
+  __builtin_prefetch(ahead->daemon());
+  return ahead->next();
+}
+
+}  // namespace
+
 void NuvCPManagerI::scheduleNonEmpty(NuvCPDListI* list) {
   std::int32_t lowest = kNoLevel;
+  NuvCPDListI* ahead = startPrefetch(list);
   for (NuvCPDListI* n = list; n; n = n->next()) {
+    ahead = prefetchDaemon(ahead);
     NuvCPDaemonI* d = n->daemon();
     if (!d->isEnabled()) continue;
     d->setChecked(0);

@@ -6,6 +6,7 @@
 #include <sstream>
 #include <string>
 
+#include "fd/NuvCPBoolVarI.h"
 #include "fd/NuvCPManager.h"
 #include "fd/NuvCPManagerI.h"
 #include "fd/NuvCPModule.h"
@@ -48,6 +49,8 @@ int fznRun(const FznOptions& options, std::ostream& out, std::ostream& err,
   const double initTime =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 
+  // The model is complete: lay the propagator lists out for the search.
+  if (consistent) nuvCPCompactLists(store->store());
   NuvSearch search(store->store(), store->trail());
   search.setSeed(options.seed);
   if (!options.freeSearch)
