@@ -12,6 +12,13 @@
 // "a = array2d(1..2, 0..1, [1, 2, 2, 3]);"), then "----------". Every
 // variable printed must be bound.
 void fznPrintSolution(std::ostream& os, const std::vector<FznOutputItem>& items);
+// The values fznPrintSolution would print, in its order, into `values`
+// (reused: no allocation once it has grown), and the same text printed from
+// them later, when the variables have moved on. A branch and bound that only
+// prints its best solution keeps the values of each one this way.
+void fznCaptureSolution(const std::vector<FznOutputItem>& items, std::vector<std::int64_t>& values);
+void fznPrintSolution(std::ostream& os, const std::vector<FznOutputItem>& items,
+                      const std::vector<std::int64_t>& values);
 
 // The final status lines.
 constexpr const char* kFznComplete = "==========";

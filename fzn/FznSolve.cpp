@@ -106,24 +106,28 @@ int fznRun(const FznOptions& options, std::ostream& out, std::ostream& err,
   // handler (a signal only sets `stop`): each solution whole, in one write,
   // flushed at once; then the best solution (when only that one is
   // printed), the status and the statistics together, once.
-  std::string last;  // the best solution, when only that one is printed
+  // The best solution's values, when only that one is printed.
+  std::vector<std::int64_t> last;
   NuvSearch::Outcome outcome = NuvSearch::Outcome::Exhausted;
   if (consistent) {
+    // One stream for every solution printed: building a stream costs more
+    // than printing a few numbers.
+    std::ostringstream os;
     outcome = search.solve(limits, [&] {
-      std::ostringstream os;
-      fznPrintSolution(os, builder.outputs());
       if (printEach) {
+        os.str(std::string());
+        fznPrintSolution(os, builder.outputs());
         const std::string text = os.str();
         out.write(text.data(), static_cast<std::streamsize>(text.size()));
         out.flush();
       } else {
-        last = os.str();
+        fznCaptureSolution(builder.outputs(), last);
       }
       return true;
     });
   }
   std::ostringstream tail;
-  if (!printEach) tail << last;
+  if (!printEach && search.stats().solutions > 0) fznPrintSolution(tail, builder.outputs(), last);
 
   const NuvSearchStats& st = search.stats();
   if (outcome == NuvSearch::Outcome::Exhausted)

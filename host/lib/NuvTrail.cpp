@@ -42,7 +42,9 @@ void NuvTrailI::pop() {
 
 void NuvTrailI::grow() {
   const std::size_t capacity = _capacity ? 2 * _capacity : 1024;
-  auto bigger = std::make_unique<Entry[]>(capacity);
+  // Not value-initialised: every entry below _size is copied in, the rest
+  // is written before it is read.
+  auto bigger = std::make_unique_for_overwrite<Entry[]>(capacity);
   for (std::size_t i = 0; i < _size; ++i) bigger[i] = _entries[i];
   _entries = std::move(bigger);
   _capacity = capacity;
