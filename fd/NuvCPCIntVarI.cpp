@@ -212,12 +212,18 @@ int NuvCPCIntVarI::updateMinImpl(int v) {
     return r;
   }
   int count = 0;
-  for (int w = _min; w < v; ++w) {
-    if (!_domain->member(w)) continue;
-    ++count;
-    if constexpr (W) valuesRemoved.emit(w, w, _domain, 0);
-    s->notifyRemoveValue(_ac5Value.head, this, w);
-    if (removedWatchers(w, w, _domain) == NuvCPFailure) return NuvCPFailure;
+  if (!W && !_ac5Value.head && !_eqWatchers && !_neqWatchers) {
+    // Nobody hears of the values one by one: count them a word at a time.
+    count = _domain->countBetween(_min, v - 1);
+  } else {
+    // The present values only, found a word at a time (_max > v - 1 is
+    // present, so nextValue always finds one).
+    for (int w = _min; w < v; w = _domain->nextValue(w + 1)) {
+      ++count;
+      if constexpr (W) valuesRemoved.emit(w, w, _domain, 0);
+      s->notifyRemoveValue(_ac5Value.head, this, w);
+      if (removedWatchers(w, w, _domain) == NuvCPFailure) return NuvCPFailure;
+    }
   }
   s->notifyUpdateMin(_ac5Min.head, this, _min);
   s->notifyUpdateBounds(_ac5Bounds.head, this);
@@ -272,12 +278,17 @@ int NuvCPCIntVarI::updateMaxImpl(int v) {
     return r;
   }
   int count = 0;
-  for (int w = v + 1; w <= _max; ++w) {
-    if (!_domain->member(w)) continue;
-    ++count;
-    if constexpr (W) valuesRemoved.emit(w, w, _domain, 0);
-    s->notifyRemoveValue(_ac5Value.head, this, w);
-    if (removedWatchers(w, w, _domain) == NuvCPFailure) return NuvCPFailure;
+  if (!W && !_ac5Value.head && !_eqWatchers && !_neqWatchers) {
+    count = _domain->countBetween(v + 1, _max);  // as in updateMinImpl
+  } else {
+    // Present values in increasing order, as updateMinImpl; _max is one.
+    for (int w = _domain->nextValue(v + 1);; w = _domain->nextValue(w + 1)) {
+      ++count;
+      if constexpr (W) valuesRemoved.emit(w, w, _domain, 0);
+      s->notifyRemoveValue(_ac5Value.head, this, w);
+      if (removedWatchers(w, w, _domain) == NuvCPFailure) return NuvCPFailure;
+      if (w >= _max) break;
+    }
   }
   s->notifyUpdateMax(_ac5Max.head, this, _max);
   s->notifyUpdateBounds(_ac5Bounds.head, this);

@@ -168,6 +168,37 @@ int NuvCPDomainI::prevValue(int v) const {
   return static_cast<int>(_min + 32LL * w + (31 - std::countl_zero(word)));
 }
 
+int NuvCPDomainI::nthValue(int from, int k) const {
+  std::int64_t o = static_cast<std::int64_t>(from) - _min;
+  if (o < 0) o = 0;
+  int w = static_cast<int>(o >> 5);
+  std::uint32_t word = w < _words ? _bits[w] & (~0u << (o & 31)) : 0;
+  for (;;) {
+    const int c = std::popcount(word);
+    if (k < c) break;
+    k -= c;
+    if (++w >= _words) {
+      raiseInternalAssertion("(_bits[mw] & mask) == mask", kSource, 196);
+      return _max;
+    }
+    word = _bits[w];
+  }
+  for (; k > 0; --k) word &= word - 1;  // drop the k lowest present values
+  return static_cast<int>(_min + 32LL * w + std::countr_zero(word));
+}
+
+std::int64_t NuvCPDomainI::nextAbsent(int v) const {
+  std::int64_t o = static_cast<std::int64_t>(v) - _min;
+  if (o < 0) return v;
+  int w = static_cast<int>(o >> 5);
+  if (w >= _words) return static_cast<std::int64_t>(_max) + 1;
+  std::uint32_t word = ~_bits[w] & (~0u << (o & 31));
+  while (word == 0 && w + 1 < _words) word = ~_bits[++w];
+  if (word == 0) return static_cast<std::int64_t>(_max) + 1;
+  const std::int64_t a = _min + 32LL * w + std::countr_zero(word);
+  return a > _max ? static_cast<std::int64_t>(_max) + 1 : a;
+}
+
 void NuvCPDomainI::archive(PimArchiver& ar) const {
   for (int i = 0; i < _words; ++i) {
     ar.sendUInt32(_bits[i]);

@@ -46,6 +46,11 @@ class NuvCPDomainI : public PimDataI {
   int nextValue(int v) const;
   // Largest present value <= v; one must exist.
   int prevValue(int v) const;
+  // The k-th (from 0) present value >= from, a word at a time; k values
+  // must follow it.
+  int nthValue(int from, int k) const;
+  // Smallest absent value >= v, or _max + 1.
+  std::int64_t nextAbsent(int v) const;
 
   void archive(PimArchiver& ar) const override;
   void unarchive(PimArchiver& ar) override;

@@ -3,6 +3,7 @@
 #include <climits>
 #include <utility>
 
+#include "fd/NuvCPDomain.h"
 #include "fd/NuvCPIVarI.h"
 #include "fd/NuvCPManagerI.h"
 #include "fd/NuvCPObjectiveI.h"
@@ -245,28 +246,36 @@ int NuvSearch::selectValue(NuvCPIntVarI* x, NuvValSelect s, Op& op) {
         if (x->member(mid + d + 1)) return mid + d + 1;
       }
     }
-    case NuvValSelect::Median: {
-      int v = lo;
-      for (int k = (x->getSize() - 1) / 2; k > 0; --k) v = x->nextValue(v);
-      return v;
-    }
+    case NuvValSelect::Median: return nthValue(x, (x->getSize() - 1) / 2);
     case NuvValSelect::Random: {
       std::uniform_int_distribution<int> pick(0, x->getSize() - 1);
-      int v = lo;
-      for (int k = pick(_rng); k > 0; --k) v = x->nextValue(v);
-      return v;
+      return nthValue(x, pick(_rng));
     }
     case NuvValSelect::Split: op = Op::LessEq; return mid;
     case NuvValSelect::ReverseSplit: op = Op::Greater; return mid;
     case NuvValSelect::Interval: {
       op = Op::LessEq;
       if (static_cast<std::int64_t>(hi) - lo + 1 == x->getSize()) return mid;
+      if (const NuvCPDomainI* d = x->isView() ? nullptr : x->getDomain())
+        return static_cast<int>(d->nextAbsent(lo) - 1);
       int end = lo;
       while (x->member(end + 1)) ++end;
       return end;
     }
   }
   return lo;
+}
+
+// The k-th (from 0) value of x: on a plain variable with holes a word of
+// its domain at a time, as a domain of a million values must not cost a
+// million steps per decision.
+int NuvSearch::nthValue(const NuvCPIntVarI* x, int k) {
+  const int lo = x->getMin();
+  if (static_cast<std::int64_t>(x->getMax()) - lo + 1 == x->getSize()) return lo + k;
+  if (const NuvCPDomainI* d = x->isView() ? nullptr : x->getDomain()) return d->nthValue(lo, k);
+  int v = lo;
+  for (; k > 0; --k) v = x->nextValue(v);  // the next value above v
+  return v;
 }
 
 bool NuvSearch::select(Choice& c) {

@@ -213,6 +213,7 @@ class NuvSearch {
   bool select(Choice& c);
   NuvCPIntVarI* selectVar(const NuvSearchPhase& p, Cursor& cursor);
   int selectValue(NuvCPIntVarI* x, NuvValSelect s, NuvSearchDecision::Op& op);
+  static int nthValue(const NuvCPIntVarI* x, int k);
   int apply(NuvSearchDecision::Op op, NuvCPIntVarI* x, int value);
   // Pops choice points until a right branch can be taken; false when the
   // tree is exhausted. After a solution, the choices of completion phases

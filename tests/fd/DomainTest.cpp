@@ -171,3 +171,32 @@ TEST_F(DomainTest, BrokenPreconditionsAreReportedAndExecutionContinues) {
 }
 
 }  // namespace
+
+namespace {
+
+// The word-at-a-time queries against the values listed one by one, on random
+// domains whose universe does not start on a word boundary.
+TEST_F(DomainTest, NthValueAndNextAbsentMatchTheValuesOneByOne) {
+  std::mt19937 rng(7);
+  for (int round = 0; round < 200; ++round) {
+    const int lo = static_cast<int>(rng() % 100) - 50, hi = lo + static_cast<int>(rng() % 200);
+    NuvCPDomainI* d = make(lo, hi);
+    std::vector<int> present;
+    for (int v = lo; v <= hi; ++v) {
+      if (rng() % 3 == 0 && v != hi) d->setValue(v, false);
+      if (d->member(v)) present.push_back(v);
+    }
+    const int from = present[rng() % present.size()];
+    std::size_t first = 0;
+    while (present[first] < from) ++first;
+    for (std::size_t k = 0; first + k < present.size(); ++k)
+      ASSERT_EQ(d->nthValue(from, static_cast<int>(k)), present[first + k]) << round << " " << k;
+    for (int v = lo - 1; v <= hi; ++v) {
+      std::int64_t absent = v;
+      while (absent >= lo && absent <= hi && d->member(static_cast<int>(absent))) ++absent;
+      ASSERT_EQ(d->nextAbsent(v), absent) << round << " " << v;
+    }
+  }
+}
+
+}  // namespace
