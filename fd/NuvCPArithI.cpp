@@ -292,7 +292,7 @@ int NuvCPAbsI::propagate() {
       if (!n.failed && _x->getMax() < c) n.max(_x, -c);
     }
     if (n.failed) return NuvCPFailure;
-    if (!_walk && c > 1 && _x->getMin() < 0 && _x->getMax() > 0) {
+    if (!_walk && c > 0 && _x->getMin() < 0 && _x->getMax() > 0) {
       // x straddles the gap (-c, c): x's bounds lie beyond it (the rules
       // above), so every value found in it has a successor within x and
       // the scan costs one step per value still there.
