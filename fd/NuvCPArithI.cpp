@@ -351,7 +351,7 @@ int NuvCPAbsI::post(int) {
 
 NuvCPBoolTimesI::NuvCPBoolTimesI(NuvCPManagerI* s, NuvCPIntVarI* b, NuvCPIntVarI* x,
                                  NuvCPIntVarI* z)
-    : NuvCPCstrI(s, 5), _b(b), _x(x), _z(z) {
+    : NuvCPCstrI(s, 5, true), _b(b), _x(x), _z(z) {
   std::int64_t d = 0;
   _xIsB = nuvCPShared(b, x, d);
   _dx = _xIsB ? static_cast<std::int32_t>(d) : 0;

@@ -99,6 +99,7 @@ class NuvCPMultI : public NuvCPCstrI {
 // x == 0, which the rules reach; z == b + e is handled by the rules (each
 // one narrows to values every solution has, and a bound b settles z). Sound
 // for every sharing, bounds(Z) consistent for independent arguments.
+// Idempotent: every run ends at the fixpoint of its rules.
 // Members: all constant (the b/x sharing is computed at construction);
 // nothing trailed, no scratch.
 class NuvCPBoolTimesI : public NuvCPCstrI {
@@ -154,15 +155,16 @@ class NuvCPSquareI final : public NuvCPMultI {
 // relation |x| == x + d is decided at post (d == 0: x >= 0; d > 0 even:
 // x == -d/2; otherwise no solution) and the propagator is not kept. Any
 // other argument pair is independent.
-// Members: _x, _y constant; _walk set once at post (constant afterwards);
-// nothing trailed, no scratch.
+// Idempotent: every run ends at the fixpoint of its rules.
+// Members: _x, _y, _walkLimit constant; _walk set once at post (constant
+// afterwards); nothing trailed, no scratch.
 class NuvCPAbsI : public NuvCPCstrI {
  public:
   // |x| + |y| at post up to which values are walked.
   static constexpr std::int64_t kWalk = 256;
 
   NuvCPAbsI(NuvCPManagerI* s, NuvCPIntVarI* x, NuvCPIntVarI* y, std::int64_t walk = kWalk)
-      : NuvCPCstrI(s, 6), _x(x), _y(y), _walkLimit(walk) {}
+      : NuvCPCstrI(s, 6, true), _x(x), _y(y), _walkLimit(walk) {}
   std::size_t classSize() const override { return sizeof(NuvCPAbsI); }
   void mark(PimMarker& m) override;
   void print(std::ostream& os) const override;
