@@ -496,15 +496,28 @@ int NuvCPBinaryFunctionI::enumerate() {
   // place, so nothing is allocated.
   Narrow n;
   std::int64_t zlo = INT64_MAX, zhi = INT64_MIN;
+  // The pass over the pairs sees every supported value of z; while z's range
+  // fits, they are marked on the stack, and z's holes cost one pass over z
+  // instead of a search for a pair per value. (With shared arguments z moves
+  // during the pass, so the marks are not used.)
+  std::uint64_t seen[kMarkBits / 64] = {};
+  const std::int64_t zbase = _z->getMin();
+  const std::int64_t ztop = _z->getMax();
+  const bool mark = !_share.any && ztop - zbase < kMarkBits;
+  // Without sharing z stays put during the pass: its bounds are read once.
+  auto inZ = [&](std::int64_t f) {
+    return _share.any ? f >= _z->getMin() && f <= _z->getMax() && _z->member(static_cast<int>(f))
+                      : f >= zbase && f <= ztop && _z->member(static_cast<int>(f));
+  };
   nuvCPForEachValue(_x, [&](int a) {
     bool supported = false;
     nuvCPForEachValue(_y, [&](int b) {
       std::int64_t f;
-      if (apply(_op, a, b, f) && f >= _z->getMin() && f <= _z->getMax() &&
-          _z->member(static_cast<int>(f)) && consistent(a, b, f)) {
+      if (apply(_op, a, b, f) && inZ(f) && consistent(a, b, f)) {
         supported = true;
         zlo = std::min(zlo, f);
         zhi = std::max(zhi, f);
+        if (mark) seen[(f - zbase) >> 6] |= std::uint64_t{1} << ((f - zbase) & 63);
       }
       return true;
     });
@@ -526,6 +539,14 @@ int NuvCPBinaryFunctionI::enumerate() {
   n.min(_z, zlo);
   n.max(_z, zhi);
   if (n.failed) return NuvCPFailure;
+  if (mark) {
+    nuvCPForEachValue(_z, [&](int c) {
+      const std::int64_t o = c - zbase;
+      if (!((seen[o >> 6] >> (o & 63)) & 1)) n.remove(_z, c);
+      return !n.failed;
+    });
+    return n.status();
+  }
   // Holes of z, while walking them stays cheap.
   if (std::int64_t{_z->getSize()} * _x->getSize() * _y->getSize() <= 16 * kEnumerate) {
     nuvCPForEachValue(_z, [&](int c) {

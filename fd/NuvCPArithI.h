@@ -188,7 +188,12 @@ class NuvCPAbsI : public NuvCPCstrI {
 // minimum and maximum. While x and y have at most kEnumerate pairs of
 // values, every value of x, y and z keeps a supporting pair (domain
 // consistency); beyond that, bounds rules specific to f, and the exact value
-// once x and y are fixed. "min" and "max" through CP$CExpr and the modeling
+// once x and y are fixed. An enumerating run costs O(|x| * |y|) applications
+// of f, plus O(|z|) for z's holes while z's range is at most kMarkBits wide
+// (the supported values are marked on the stack during the pass; a calendar's
+// t mod 24 over a few hundred t is this case), else a search for a pair per
+// value of z while |z| * |x| * |y| <= 16 * kEnumerate, else z's holes are
+// left. "min" and "max" through CP$CExpr and the modeling
 // layer are posted as NuvCPArrayMinMaxI instead (bounds consistent, two
 // reads per argument and run); the Min and Max operations here are the
 // domain-consistent alternative for small domains.
@@ -203,6 +208,9 @@ class NuvCPBinaryFunctionI : public NuvCPCstrI {
  public:
   enum class Op { Div, Mod, Pow, Min, Max };
   static constexpr std::int64_t kEnumerate = 4096;
+  // Width of z's range up to which the supported values of z are marked in
+  // a bit set on the stack during the pass over the pairs.
+  static constexpr std::int64_t kMarkBits = 256;
 
   NuvCPBinaryFunctionI(NuvCPManagerI* s, Op op, NuvCPIntVarI* x, NuvCPIntVarI* y, NuvCPIntVarI* z)
       : NuvCPCstrI(s, 4), _op(op), _x(x), _y(y), _z(z) {

@@ -214,3 +214,32 @@ TEST_F(ArithShapes, AbsOverLargeDomainsMakesTheGapOnly) {
 }
 
 }  // namespace
+
+namespace {
+
+// ---- z == f(x, y): z's holes, marked or searched --------------------------------
+
+TEST(FunctionSupports, DomainConsistentWhetherZsRangeFitsTheMarksOrNot) {
+  // A calendar's t mod 24 and t div 24 shape: small x * y, z's range either
+  // within the bit set (marked during the pass) or wider (searched per value).
+  using Op = NuvCPBinaryFunctionI::Op;
+  for (Op op : {Op::Mod, Op::Div, Op::Max})
+    for (int zr : {9, 300}) {
+      PropagatorCheck c;
+      c.ranges = {{-7, 12}, {-3, 4}, {-zr, zr}};
+      c.build = [op](NuvCPManagerI* s, const Vars& v) {
+        return nuvCPNew<NuvCPBinaryFunctionI>(s->allocator(), s, op, v[0], v[1], v[2]);
+      };
+      c.holds = [op](const std::vector<int>& a) {
+        std::int64_t f;
+        return NuvCPBinaryFunctionI::apply(op, a[0], a[1], f) && f == a[2];
+      };
+      c.strength = S::Domain;
+      c.trials = zr > 100 ? 40 : 300;
+      c.density = zr > 100 ? 0.9 : 0.5;
+      c.seed = 17;
+      checkPropagator(c);
+    }
+}
+
+}  // namespace
