@@ -87,7 +87,7 @@ class NuvCPArith : public NuvCPCstr {
                                                  ": posted to a solver its variables do not belong to");
     PimAllocator* al = s->allocator();
     switch (_kind) {
-      case Kind::Mult: return nuvCPNew<NuvCPMultI>(al, s, _x, _y, _z);
+      case Kind::Mult: return nuvCPNewProduct(s, _x, _y, _z);
       case Kind::Square: return nuvCPNew<NuvCPMultI>(al, s, _x, _x, _z);
       case Kind::Plus: {
         const int coefs[3] = {1, 1, -1};

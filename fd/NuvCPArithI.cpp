@@ -275,12 +275,14 @@ void NuvCPAbsI::print(std::ostream& os) const {
 }
 
 int NuvCPAbsI::propagate() {
-  for (int round = 0; round < 4; ++round) {
+  // Each round narrows something or stops; the bounds rules meet their
+  // fixpoint in two or three rounds (shared arguments, which could creep,
+  // are settled at post).
+  for (;;) {
     Narrow n;
-    n.min(_y, 0);
     const std::int64_t xl = _x->getMin(), xh = _x->getMax();
-    n.max(_y, std::max(-xl, xh));
     n.min(_y, xl <= 0 && xh >= 0 ? 0 : std::min(xl < 0 ? -xl : xl, xh < 0 ? -xh : xh));
+    n.max(_y, std::max(-xl, xh));
     if (n.failed) return NuvCPFailure;
     n.min(_x, -std::int64_t{_y->getMax()});
     n.max(_x, _y->getMax());
@@ -290,8 +292,20 @@ int NuvCPAbsI::propagate() {
       if (!n.failed && _x->getMax() < c) n.max(_x, -c);
     }
     if (n.failed) return NuvCPFailure;
-    // Holes, while the domains are small enough to walk.
-    if (_x->getSize() <= 4096 && _y->getSize() <= 4096) {
+    if (!_walk && c > 0 && _x->getMin() < 0 && _x->getMax() > 0) {
+      // x straddles the gap (-c, c): x's bounds lie beyond it (the rules
+      // above), so every value found in it has a successor within x and
+      // the scan costs one step per value still there.
+      const bool holesAllowed =
+          _x->hasDomain() || std::int64_t{_x->getInitialMax()} - _x->getInitialMin() <= kMaxHoleSpan;
+      if (holesAllowed) {
+        const int from = static_cast<int>(1 - c);
+        for (int v = _x->member(from) ? from : _x->nextValue(from); v < c && !n.failed;
+             v = _x->nextValue(v))
+          n.remove(_x, v);
+      }
+    } else if (_walk) {
+      // Holes, while the domains are small enough to walk.
       nuvCPForEachValue(_y, [&](int v) {
         if (!_x->member(v) && !_x->member(-v)) n.remove(_y, v);
         return !n.failed;
@@ -304,18 +318,123 @@ int NuvCPAbsI::propagate() {
     if (n.failed) return NuvCPFailure;
     if (!n.changed) break;
   }
-  // The rounds may end with x just fixed by the walk and y not yet narrowed.
   if (!_x->isBound()) return NuvCPSuspend;
   const int v = _x->getMin();
   return _y->bind(v < 0 ? -v : v) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
 }
 
 int NuvCPAbsI::post(int) {
+  // y == x + d: |x| == x + d holds for every x >= 0 when d == 0, for
+  // x == -d/2 alone when d > 0 is even, and never otherwise.
+  std::int64_t d;
+  if (nuvCPShared(_x, _y, d)) {
+    int r;
+    if (d == 0) r = _x->updateMin(0);
+    else if (d > 0 && d % 2 == 0) r = _x->bind(nuvCPClampInt(-d / 2));
+    else r = NuvCPFailure;
+    return r == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
+  }
+  _walk = std::int64_t{_x->getSize()} + _y->getSize() <= _walkLimit;
   const int r = propagate();
   if (r != NuvCPSuspend) return r;
-  _x->addDomain(this);
-  _y->addDomain(this);
+  if (_walk) {
+    _x->addDomain(this);
+    _y->addDomain(this);
+  } else {
+    _x->addBounds(this);
+    _y->addBounds(this);
+  }
   return r;
+}
+
+// ---- product with a 0/1 factor ------------------------------------------------------
+
+NuvCPBoolTimesI::NuvCPBoolTimesI(NuvCPManagerI* s, NuvCPIntVarI* b, NuvCPIntVarI* x,
+                                 NuvCPIntVarI* z)
+    : NuvCPCstrI(s, 5, true), _b(b), _x(x), _z(z) {
+  std::int64_t d = 0;
+  _xIsB = nuvCPShared(b, x, d);
+  _dx = _xIsB ? static_cast<std::int32_t>(d) : 0;
+}
+
+void NuvCPBoolTimesI::mark(PimMarker& m) {
+  NuvCPCstrI::mark(m);
+  m.mark(_b);
+  m.mark(_x);
+  m.mark(_z);
+}
+
+void NuvCPBoolTimesI::print(std::ostream& os) const {
+  _b->print(os);
+  os << " * ";
+  _x->print(os);
+  os << " == ";
+  _z->print(os);
+}
+
+int NuvCPBoolTimesI::propagate() {
+  // Every round either narrows a bound or returns, so the loop ends; without
+  // holes it returns within three rounds.
+  for (;;) {
+    if (_b->getMax() < 1) return _z->bind(0) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
+    const bool canZero = _b->getMin() < 1;
+    // x's bounds when b is 1.
+    const std::int64_t xl = _xIsB ? 1 + std::int64_t{_dx} : _x->getMin();
+    const std::int64_t xh = _xIsB ? 1 + std::int64_t{_dx} : _x->getMax();
+    Narrow n;
+    if (!canZero) {
+      n.min(_z, xl);
+      n.max(_z, xh);
+      n.min(_x, _z->getMin());
+      n.max(_x, _z->getMax());
+      if (n.failed) return NuvCPFailure;
+      if (_x->isBound() && _z->isBound())
+        return _x->getMin() == _z->getMin() ? NuvCPSuccess : NuvCPFailure;
+      if (!n.changed) return NuvCPSuspend;
+      continue;
+    }
+    const std::int64_t zl = _z->getMin(), zh = _z->getMax();
+    if (zl > 0 || zh < 0 || !_z->member(0)) {
+      if (_b->bind(1) == NuvCPFailure) return NuvCPFailure;
+      continue;
+    }
+    if (zh < xl || zl > xh) {
+      if (_b->bind(0) == NuvCPFailure) return NuvCPFailure;
+      continue;
+    }
+    // z within {0} u [xl, xh]; 0 is in z, so both ends exist.
+    std::int64_t lo = 0, hi = 0;
+    if (zl <= xh && std::max(zl, xl) < 0) lo = std::max(zl, xl);
+    if (zh >= xl && std::min(zh, xh) > 0) hi = std::min(zh, xh);
+    n.min(_z, lo);
+    n.max(_z, hi);
+    if (n.failed) return NuvCPFailure;
+    if (!n.changed) return NuvCPSuspend;
+  }
+}
+
+int NuvCPBoolTimesI::post(int) {
+  // z == x + d with d != 0: b == 1 would need x == x + d.
+  std::int64_t d;
+  if (nuvCPShared(_x, _z, d) && d != 0 && _b->bind(0) == NuvCPFailure) return NuvCPFailure;
+  const int r = propagate();
+  if (r != NuvCPSuspend) return r;
+  // Any change of b binds it. 0 can leave z through a hole only while it is
+  // strictly inside z's bounds (z's bounds never widen).
+  _b->addBind(this);
+  if (!_xIsB) _x->addBounds(this);
+  if (_z != _x && _z != _b) {
+    if (_z->getMin() < 0 && _z->getMax() > 0) _z->addDomain(this);
+    else _z->addBounds(this);
+  }
+  return r;
+}
+
+NuvCPCstrI* nuvCPNewProduct(NuvCPManagerI* s, NuvCPIntVarI* x, NuvCPIntVarI* y, NuvCPIntVarI* z) {
+  PimAllocator* al = s->allocator();
+  if (NuvCPBoolTimesI::zeroOne(x)) return nuvCPNew<NuvCPBoolTimesI>(al, s, x, y, z);
+  if (NuvCPBoolTimesI::zeroOne(y)) return nuvCPNew<NuvCPBoolTimesI>(al, s, y, x, z);
+  return nuvCPNew<NuvCPMultI>(al, s, x, y, z);
 }
 
 // ---- division, remainder, power, min, max -------------------------------------------
@@ -377,15 +496,28 @@ int NuvCPBinaryFunctionI::enumerate() {
   // place, so nothing is allocated.
   Narrow n;
   std::int64_t zlo = INT64_MAX, zhi = INT64_MIN;
+  // The pass over the pairs sees every supported value of z; while z's range
+  // fits, they are marked on the stack, and z's holes cost one pass over z
+  // instead of a search for a pair per value. (With shared arguments z moves
+  // during the pass, so the marks are not used.)
+  std::uint64_t seen[kMarkBits / 64] = {};
+  const std::int64_t zbase = _z->getMin();
+  const std::int64_t ztop = _z->getMax();
+  const bool mark = !_share.any && ztop - zbase < kMarkBits;
+  // Without sharing z stays put during the pass: its bounds are read once.
+  auto inZ = [&](std::int64_t f) {
+    return _share.any ? f >= _z->getMin() && f <= _z->getMax() && _z->member(static_cast<int>(f))
+                      : f >= zbase && f <= ztop && _z->member(static_cast<int>(f));
+  };
   nuvCPForEachValue(_x, [&](int a) {
     bool supported = false;
     nuvCPForEachValue(_y, [&](int b) {
       std::int64_t f;
-      if (apply(_op, a, b, f) && f >= _z->getMin() && f <= _z->getMax() &&
-          _z->member(static_cast<int>(f)) && consistent(a, b, f)) {
+      if (apply(_op, a, b, f) && inZ(f) && consistent(a, b, f)) {
         supported = true;
         zlo = std::min(zlo, f);
         zhi = std::max(zhi, f);
+        if (mark) seen[(f - zbase) >> 6] |= std::uint64_t{1} << ((f - zbase) & 63);
       }
       return true;
     });
@@ -407,6 +539,14 @@ int NuvCPBinaryFunctionI::enumerate() {
   n.min(_z, zlo);
   n.max(_z, zhi);
   if (n.failed) return NuvCPFailure;
+  if (mark) {
+    nuvCPForEachValue(_z, [&](int c) {
+      const std::int64_t o = c - zbase;
+      if (!((seen[o >> 6] >> (o & 63)) & 1)) n.remove(_z, c);
+      return !n.failed;
+    });
+    return n.status();
+  }
   // Holes of z, while walking them stays cheap.
   if (std::int64_t{_z->getSize()} * _x->getSize() * _y->getSize() <= 16 * kEnumerate) {
     nuvCPForEachValue(_z, [&](int c) {

@@ -623,7 +623,7 @@ class Plan {
     }
     const int z = aux(lo, hi);
     emit([x, y, z](NuvCPManagerI* s, const Vars& xs) {
-      return nuvCPNew<NuvCPMultI>(s->allocator(), s, xs[x], xs[y], xs[z]);
+      return nuvCPNewProduct(s, xs[x], xs[y], xs[z]);
     });
     return z;
   }

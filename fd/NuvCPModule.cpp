@@ -237,6 +237,7 @@ const char* nuvCPNativeClassOf(const NuvCPDaemonI* c) {
       {&typeid(NuvCPMinimizeI), "CP$Minimize"},
       {&typeid(NuvCPMaximizeI), "CP$Minimize"},
       {&typeid(NuvCPMultI), "CP$Mult"},
+      {&typeid(NuvCPBoolTimesI), "CP$Mult"},
       {&typeid(NuvCPAbsI), "CP$CExpr"},
       {&typeid(NuvCPBinaryFunctionI), "CP$CExpr"},
       {&typeid(NuvCPArrayMinMaxI), "CP$CExpr"},
