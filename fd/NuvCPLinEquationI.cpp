@@ -23,10 +23,8 @@ void sumAssert(std::int64_t slow, std::int64_t sup, int line) {
   if (slow > sup) raiseInternalAssertion("SLOW <= SUP", kSource, line);
 }
 
-// Folds |a| into the gcd of the unbound terms' coefficients. Once the gcd is
-// 1 nothing more can be learnt, so the common case costs one comparison.
-void foldGcd(std::int64_t& g, std::int64_t a) {
-  if (g != 1 && a != 0) g = std::gcd(g, a < 0 ? -a : a);
+std::uint32_t absCoef(std::int32_t a) {
+  return a < 0 ? std::uint32_t{0} - static_cast<std::uint32_t>(a) : static_cast<std::uint32_t>(a);
 }
 
 // False when no integer values of the unbound terms can bring the fixed part
@@ -181,7 +179,8 @@ void NuvCPLinearBaseI::printTerms(std::ostream& os, const char* header) const {
 template <bool kGcd>
 void NuvCPLinearBaseI::scan(Scan& s) {
   std::int64_t fixed = _fixed;
-  std::int64_t sup = 0, slow = 0, g = 0, span = 0;
+  std::int64_t sup = 0, slow = 0, span = 0;
+  bool sawA = false, sawB = false;
   int nf = _nFree;
   // Backwards, so that a bound term swaps with one already read.
   for (int j = nf - 1; j >= 0; --j) {
@@ -213,7 +212,11 @@ void NuvCPLinearBaseI::scan(Scan& s) {
       _terms[nf] = t;
       continue;
     }
-    if constexpr (kGcd) foldGcd(g, a);
+    if constexpr (kGcd) {
+      const std::uint32_t m = absCoef(t.a);
+      sawA |= m == _coprimeA;
+      sawB |= m == _coprimeB;
+    }
     const std::int64_t w = (a > 0 ? a : -a) * (std::int64_t{hi} - lo);
     if (w > span) span = w;
     if (a > 0) {
@@ -234,9 +237,29 @@ void NuvCPLinearBaseI::scan(Scan& s) {
   s.fixed = fixed;
   s.slow = slow + fixed;
   s.sup = sup + fixed;
-  s.g = g;
+  s.g = 0;
+  if constexpr (kGcd) s.g = sawA && sawB ? 1 : freeGcd();
   s.span = span;
   sumAssert(s.slow, s.sup, 366);
+}
+
+std::int64_t NuvCPLinearBaseI::freeGcd() {
+  std::uint32_t g = 0;
+  for (int j = 0; j < _nFree; ++j) {
+    const std::uint32_t m = absCoef(_terms[j].a);
+    g = std::gcd(g, m);
+    if (g != 1) continue;
+    // Remember two coprime coefficients among the unbound ones (the gcd
+    // may also have reached 1 through three or more, then none is kept).
+    for (int i = 0; i <= j; ++i)
+      if (std::gcd(absCoef(_terms[i].a), m) == 1) {
+        _coprimeA = absCoef(_terms[i].a);
+        _coprimeB = m;
+        break;
+      }
+    return 1;
+  }
+  return g;
 }
 
 bool NuvCPLinearBaseI::sums(std::int64_t& slow, std::int64_t& sup) {

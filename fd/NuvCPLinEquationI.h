@@ -131,6 +131,11 @@ class NuvCPLinearBaseI : public NuvCPCstrI {
   // those found bound past _nFree and folds them into _fixed (trailed).
   template <bool kGcd>
   void scan(Scan& s);
+  // The gcd of the unbound terms' coefficients (0 when there are none).
+  // When it is 1 the two coprime coefficients that show it are kept in
+  // _coprimeA/_coprimeB: while two unbound terms carry them the gcd is 1
+  // and a scan spends two comparisons per term on it instead of a gcd.
+  std::int64_t freeGcd();
 
   std::int32_t _n;          // constant after construction
   std::int32_t _k;          // constant after construction
@@ -142,6 +147,10 @@ class NuvCPLinearBaseI : public NuvCPCstrI {
   PimStamp _nFreeStamp;
   std::int64_t _fixed = 0;  // trailed
   PimStamp _fixedStamp;
+  // A cache, right whatever its age: |coefficients| of two terms known coprime
+  // (0 and 0, no coefficient's magnitude, until one is found).
+  std::uint32_t _coprimeA = 0;
+  std::uint32_t _coprimeB = 0;
 };
 
 // sum(a[i] * x[i]) + k == 0
