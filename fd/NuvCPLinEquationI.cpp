@@ -287,27 +287,36 @@ int NuvCPLinearBaseI::propagateEquation() {
     if (s.span <= sup && s.span <= -slow) return NuvCPSuspend;
     // Step 2: each unbound term within what the others leave it. A
     // variable occurs once, so the bounds read above are still its own.
+    // With w = |a| * (M - m): for a > 0 the minimum moves exactly when
+    // w > sup and the maximum when w > -slow; for a < 0 the other way round.
+    // The divisions are done only for a bound that moves.
     bool changed = false;
     const int nf = _nFree;
     for (int j = 0; j < nf; ++j) {
-      NuvCPIntVarI* x = _terms[j].x;
       const std::int64_t a = _terms[j].a;
       const std::int64_t m = _bounds[j].lo, M = _bounds[j].hi;
-      std::int64_t lo, hi;
+      const std::int64_t w = (a > 0 ? a : -a) * (M - m);
+      const bool upSlack = w > sup, downSlack = w > -slow;
+      if (!upSlack && !downSlack) continue;
+      NuvCPIntVarI* x = _terms[j].x;
+      bool minMoves, maxMoves;
+      std::int64_t lo = m, hi = M;
       if (a > 0) {
-        const std::int64_t rp = sup - a * M, rm = slow - a * m;
-        lo = nuvCPCeilDiv(-rp, a);
-        hi = nuvCPFloorDiv(-rm, a);
+        minMoves = upSlack;
+        maxMoves = downSlack;
+        if (minMoves) lo = nuvCPCeilDiv(-(sup - a * M), a);
+        if (maxMoves) hi = nuvCPFloorDiv(-(slow - a * m), a);
       } else {
-        const std::int64_t rp = sup - a * m, rm = slow - a * M;
-        lo = nuvCPCeilDiv(-rm, a);
-        hi = nuvCPFloorDiv(-rp, a);
+        minMoves = downSlack;
+        maxMoves = upSlack;
+        if (minMoves) lo = nuvCPCeilDiv(-(slow - a * M), a);
+        if (maxMoves) hi = nuvCPFloorDiv(-(sup - a * m), a);
       }
-      if (lo > m) {
+      if (minMoves) {
         changed = true;
         if (x->updateMin(nuvCPClampInt(lo)) == NuvCPFailure) return NuvCPFailure;
       }
-      if (hi < M) {
+      if (maxMoves) {
         changed = true;
         if (x->updateMax(nuvCPClampInt(hi)) == NuvCPFailure) return NuvCPFailure;
       }
@@ -335,12 +344,13 @@ int NuvCPLinearBaseI::propagateAtLeast(int sign, std::int64_t shift) {
   for (int j = 0; j < nf; ++j) {
     const Bounds b = _bounds[j];
     const std::int64_t a = sign * std::int64_t{_terms[j].a};
+    if ((a > 0 ? a : -a) * (std::int64_t{b.hi} - b.lo) <= sup) continue;  // this one stays
     if (a > 0) {
       const std::int64_t v = nuvCPCeilDiv(-(sup - a * b.hi), a);
-      if (v > b.lo && _terms[j].x->updateMin(nuvCPClampInt(v)) == NuvCPFailure) return NuvCPFailure;
+      if (_terms[j].x->updateMin(nuvCPClampInt(v)) == NuvCPFailure) return NuvCPFailure;
     } else {
       const std::int64_t v = nuvCPFloorDiv(-(sup - a * b.lo), a);
-      if (v < b.hi && _terms[j].x->updateMax(nuvCPClampInt(v)) == NuvCPFailure) return NuvCPFailure;
+      if (_terms[j].x->updateMax(nuvCPClampInt(v)) == NuvCPFailure) return NuvCPFailure;
     }
   }
   return NuvCPSuspend;
