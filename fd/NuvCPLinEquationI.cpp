@@ -282,6 +282,7 @@ int NuvCPLinearBaseI::propagateEquation() {
     scan<true>(s);
     const std::int64_t slow = s.slow, sup = s.sup;
     if (slow > 0 || sup < 0 || !zeroOnLattice(s.fixed, s.g)) return NuvCPFailure;
+    if (_nFree == 0) return NuvCPSuccess;  // every term bound, the sum is 0: entailed
     // A term's minimum rises only when its span exceeds sup, its maximum
     // falls only when its span exceeds -slow (see step 2).
     if (s.span <= sup && s.span <= -slow) return NuvCPSuspend;
@@ -338,6 +339,9 @@ int NuvCPLinearBaseI::propagateAtLeast(int sign, std::int64_t shift) {
   scan<false>(s);
   const std::int64_t sup = (sign > 0 ? s.sup : -s.slow) + shift;
   if (sup < 0) return NuvCPFailure;
+  // The smallest value already satisfies it: entailed, and the store drops
+  // the propagator on this branch (a clause once one literal is true).
+  if ((sign > 0 ? s.slow : -s.sup) + shift >= 0) return NuvCPSuccess;
   // A term moves only when |a| * (hi - lo) exceeds sup.
   if (s.span <= sup) return NuvCPSuspend;
   const int nf = _nFree;
@@ -359,6 +363,7 @@ int NuvCPLinearBaseI::propagateAtLeast(int sign, std::int64_t shift) {
 int NuvCPLinearBaseI::propagateNotEqual() {
   Scan s;
   scan<false>(s);
+  if (s.slow > 0 || s.sup < 0) return NuvCPSuccess;  // 0 is out of reach: entailed
   const int nf = _nFree;
   if (nf > 1) return NuvCPSuspend;
   if (nf == 1) {

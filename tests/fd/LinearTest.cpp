@@ -362,7 +362,20 @@ TEST_F(LinearFixture, DocumentedExamples) {
   NuvCPIntVarI* bound[2] = {b3, b4};
   const int c11[2] = {1, 1};
   EXPECT_EQ(make<NuvCPLinearEquationI>(2, c11, bound, -8)->post(0), NuvCPFailure);
-  EXPECT_EQ(make<NuvCPLinearEquationI>(2, c11, bound, -7)->post(0), NuvCPSuspend);
+  // ... and a total of 0: entailed.
+  EXPECT_EQ(make<NuvCPLinearEquationI>(2, c11, bound, -7)->post(0), NuvCPSuccess);
+  // Entailed as soon as the bounds decide it, variables still open: a clause
+  // x + y - 1 >= 0 once x is 1, x + y + 1 != 0 over nonnegative values. The
+  // store then stops running them on the branch.
+  NuvCPIntVarI* one = var(1, 1);
+  NuvCPIntVarI* open = var(0, 1);
+  NuvCPIntVarI* clause[2] = {one, open};
+  EXPECT_EQ(make<NuvCPLinearGEQI>(2, c11, clause, -1)->post(0), NuvCPSuccess);
+  EXPECT_EQ(make<NuvCPLinearNotEqualI>(2, c11, clause, 1)->post(0), NuvCPSuccess);
+  NuvCPIntVarI* both[2] = {open, var(0, 1)};
+  EXPECT_EQ(make<NuvCPLinearGEQI>(2, c11, both, -1)->post(0), NuvCPSuspend);
+  EXPECT_EQ(make<NuvCPLinearNotEqualI>(2, c11, both, -1)->post(0), NuvCPSuspend);
+  EXPECT_FALSE(open->isBound());
 
   // x + y - 20 >= 0, x, y in [0,10]: both 10.
   NuvCPIntVarI* p = var(0, 10);
