@@ -23,6 +23,15 @@ void sumAssert(std::int64_t slow, std::int64_t sup, int line) {
   if (slow > sup) raiseInternalAssertion("SLOW <= SUP", kSource, line);
 }
 
+// The rounded quotients of a bound by a coefficient; unit coefficients,
+// the most common ones, skip the hardware division.
+std::int64_t ceilDivBy(std::int64_t n, std::int64_t a) {
+  return a == 1 ? n : a == -1 ? -n : nuvCPCeilDiv(n, a);
+}
+std::int64_t floorDivBy(std::int64_t n, std::int64_t a) {
+  return a == 1 ? n : a == -1 ? -n : nuvCPFloorDiv(n, a);
+}
+
 std::uint32_t absCoef(std::int32_t a) {
   return a < 0 ? std::uint32_t{0} - static_cast<std::uint32_t>(a) : static_cast<std::uint32_t>(a);
 }
@@ -305,13 +314,13 @@ int NuvCPLinearBaseI::propagateEquation() {
       if (a > 0) {
         minMoves = upSlack;
         maxMoves = downSlack;
-        if (minMoves) lo = nuvCPCeilDiv(-(sup - a * M), a);
-        if (maxMoves) hi = nuvCPFloorDiv(-(slow - a * m), a);
+        if (minMoves) lo = ceilDivBy(-(sup - a * M), a);
+        if (maxMoves) hi = floorDivBy(-(slow - a * m), a);
       } else {
         minMoves = downSlack;
         maxMoves = upSlack;
-        if (minMoves) lo = nuvCPCeilDiv(-(slow - a * M), a);
-        if (maxMoves) hi = nuvCPFloorDiv(-(sup - a * m), a);
+        if (minMoves) lo = ceilDivBy(-(slow - a * M), a);
+        if (maxMoves) hi = floorDivBy(-(sup - a * m), a);
       }
       if (minMoves) {
         changed = true;
@@ -350,10 +359,10 @@ int NuvCPLinearBaseI::propagateAtLeast(int sign, std::int64_t shift) {
     const std::int64_t a = sign * std::int64_t{_terms[j].a};
     if ((a > 0 ? a : -a) * (std::int64_t{b.hi} - b.lo) <= sup) continue;  // this one stays
     if (a > 0) {
-      const std::int64_t v = nuvCPCeilDiv(-(sup - a * b.hi), a);
+      const std::int64_t v = ceilDivBy(-(sup - a * b.hi), a);
       if (_terms[j].x->updateMin(nuvCPClampInt(v)) == NuvCPFailure) return NuvCPFailure;
     } else {
-      const std::int64_t v = nuvCPFloorDiv(-(sup - a * b.lo), a);
+      const std::int64_t v = floorDivBy(-(sup - a * b.lo), a);
       if (_terms[j].x->updateMax(nuvCPClampInt(v)) == NuvCPFailure) return NuvCPFailure;
     }
   }
