@@ -23,17 +23,21 @@
 // Zero coefficients are allowed; their variables are not subscribed.
 //
 // Consistency and cost (general classes). Bounds reasoning: the inequality
-// narrows every term against the sum's maximum in one pass (bounds(R)
-// consistent), the equation repeats such passes over both bounds until
-// nothing moves (bounds(Z) consistent at its fixpoint, within the pass
-// cap), the disequality acts once a single term is unbound; the method is
-// the usual one for long linear constraints (Harvey and Schimpf, "Bounds
-// consistency techniques for long linear constraints", TRICS 2002). One
-// pass reads the bounds of the u terms still unbound, O(u) (bound terms
-// are folded into a trailed constant, see NuvCPLinearBaseI), and narrows
-// only when some term's span |a| * (max - min) exceeds the slack of the
-// sum on that side; otherwise it stops after the read, since no bound can
-// move.
+// narrows every term against the sum's maximum in one pass (bounds
+// consistent: for a single inequality the real and integer notions agree),
+// the equation repeats such passes over both bounds until nothing moves
+// (bounds(R) consistent with integer rounding at its fixpoint, within the
+// pass cap; bounds(Z) consistency is NP-hard for equations), the
+// disequality acts once a single term is unbound; the method is the usual
+// one for long linear constraints (Harvey and Schimpf, "Bounds consistency
+// techniques for long linear constraints", TRICS 2002). One pass reads the
+// bounds of the u terms still unbound, O(u) (bound terms are folded into a
+// trailed constant, see NuvCPLinearBaseI), and narrows only when some
+// term's span |a| * (max - min) exceeds the slack of the sum on that side;
+// otherwise it stops after the read, since no bound can move. They answer
+// entailed (the store then stops running them on the branch) when every
+// value left satisfies them: an inequality whose minimum already holds, a
+// disequality whose bounds exclude 0, an equation with every term bound.
 //
 // Shared variables. The general classes merge, at construction, the terms
 // whose variables share a root (one variable, or offset views of one): the
