@@ -43,6 +43,12 @@ std::uint32_t absCoef(std::int32_t a) {
 // failing.
 bool zeroOnLattice(std::int64_t fixed, std::int64_t g) { return g <= 1 || fixed % g == 0; }
 
+// Sums with fewer terms than this keep their bound terms in place: moving
+// one out saves a read or two per call but costs two trailed words on the
+// branch, which short sums woken by every bind (disequalities of three or
+// four terms, d = y - x) do not win back.
+constexpr int kCompactFrom = 8;
+
 constexpr std::uint64_t kSumLimit = std::uint64_t{1} << 62;
 
 // The internal fixpoints stop after this many passes. Bounds reasoning on an
@@ -117,6 +123,7 @@ NuvCPLinearBaseI::NuvCPLinearBaseI(NuvCPManagerI* s, int n, const int* coefs,
   if (!nuvCPLinearFits(_n, _coefs, _vars, _k)) refuseOverflow("linear constraint");
   for (int i = 0; i < _n; ++i)
     if (_coefs[i] != 0) _terms[_nFree++] = Term{_vars[i], _coefs[i], termKind(_vars[i])};
+  _compact = _nFree >= kCompactFrom;
 }
 
 void NuvCPLinearBaseI::mergeShared() {
@@ -190,7 +197,7 @@ void NuvCPLinearBaseI::scan(Scan& s) {
   std::int64_t fixed = _fixed;
   std::int64_t sup = 0, slow = 0, span = 0;
   bool sawA = false, sawB = false;
-  int nf = _nFree;
+  int nf = _nFree, unbound = 0, last = -1;
   // Backwards, so that a bound term swaps with one already read.
   for (int j = nf - 1; j >= 0; --j) {
     const Term t = _terms[j];
@@ -215,12 +222,18 @@ void NuvCPLinearBaseI::scan(Scan& s) {
     const std::int64_t a = t.a;
     if (lo == hi) {
       fixed += a * lo;
-      --nf;
-      _terms[j] = _terms[nf];
-      _bounds[j] = _bounds[nf];
-      _terms[nf] = t;
+      if (_compact) {
+        --nf;
+        _terms[j] = _terms[nf];
+        _bounds[j] = _bounds[nf];
+        _terms[nf] = t;
+      } else {
+        _bounds[j] = Bounds{lo, hi};  // a span of 0: never narrowed
+      }
       continue;
     }
+    ++unbound;
+    last = j;
     if constexpr (kGcd) {
       const std::uint32_t m = absCoef(t.a);
       sawA |= m == _coprimeA;
@@ -242,6 +255,8 @@ void NuvCPLinearBaseI::scan(Scan& s) {
     tr->assign(_nFree, _nFreeStamp, nf);
     tr->assign(_fixed, _fixedStamp, fixed);
   }
+  s.unbound = unbound;
+  s.last = last;
   fixed += _k;
   s.fixed = fixed;
   s.slow = slow + fixed;
@@ -255,13 +270,14 @@ void NuvCPLinearBaseI::scan(Scan& s) {
 std::int64_t NuvCPLinearBaseI::freeGcd() {
   std::uint32_t g = 0;
   for (int j = 0; j < _nFree; ++j) {
+    if (_bounds[j].lo == _bounds[j].hi) continue;  // bound, kept in place (see _compact)
     const std::uint32_t m = absCoef(_terms[j].a);
     g = std::gcd(g, m);
     if (g != 1) continue;
     // Remember two coprime coefficients among the unbound ones (the gcd
     // may also have reached 1 through three or more, then none is kept).
     for (int i = 0; i <= j; ++i)
-      if (std::gcd(absCoef(_terms[i].a), m) == 1) {
+      if (_bounds[i].lo != _bounds[i].hi && std::gcd(absCoef(_terms[i].a), m) == 1) {
         _coprimeA = absCoef(_terms[i].a);
         _coprimeB = m;
         break;
@@ -291,7 +307,7 @@ int NuvCPLinearBaseI::propagateEquation() {
     scan<true>(s);
     const std::int64_t slow = s.slow, sup = s.sup;
     if (slow > 0 || sup < 0 || !zeroOnLattice(s.fixed, s.g)) return NuvCPFailure;
-    if (_nFree == 0) return NuvCPSuccess;  // every term bound, the sum is 0: entailed
+    if (s.unbound == 0) return NuvCPSuccess;  // every term bound, the sum is 0: entailed
     // A term's minimum rises only when its span exceeds sup, its maximum
     // falls only when its span exceeds -slow (see step 2).
     if (s.span <= sup && s.span <= -slow) return NuvCPSuspend;
@@ -373,13 +389,13 @@ int NuvCPLinearBaseI::propagateNotEqual() {
   Scan s;
   scan<false>(s);
   if (s.slow > 0 || s.sup < 0) return NuvCPSuccess;  // 0 is out of reach: entailed
-  const int nf = _nFree;
-  if (nf > 1) return NuvCPSuspend;
-  if (nf == 1) {
-    const std::int64_t rest = s.fixed, a = _terms[0].a;
+  if (s.unbound > 1) return NuvCPSuspend;
+  if (s.unbound == 1) {
+    const Term& t = _terms[s.last];
+    const std::int64_t rest = s.fixed, a = t.a;
     if (rest % a != 0) return NuvCPSuspend;
-    return _terms[0].x->removeValue(nuvCPClampInt(-rest / a)) != NuvCPFailure ? NuvCPSuspend
-                                                                               : NuvCPFailure;
+    return t.x->removeValue(nuvCPClampInt(-rest / a)) != NuvCPFailure ? NuvCPSuspend
+                                                                       : NuvCPFailure;
   }
   return s.fixed == 0 ? NuvCPFailure : NuvCPSuccess;
 }

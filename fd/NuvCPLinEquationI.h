@@ -80,7 +80,10 @@ bool nuvCPLinearFits(int n, const int* coefs, NuvCPIntVarI* const* vars, std::in
 // trailed, since a restored _nFree brings back exactly the terms moved out
 // after it was saved (they sit just past it), in some order. So a call
 // costs the number of unbound terms, not n: deep in a search most terms of
-// a long sum are bound. Each term also records which variable kind it is
+// a long sum are bound. Short sums (see kCompactFrom in the source) keep
+// their bound terms in place instead, all of them in the first part, since
+// for them the trailing costs more than the reads it saves; a bound term's
+// span is 0, so it is never narrowed. Each term also records which variable kind it is
 // (Boolean, concrete integer, other) so that its bounds are read without a
 // virtual call. Zero coefficients do not enter the working copy.
 class NuvCPLinearBaseI : public NuvCPCstrI {
@@ -128,8 +131,10 @@ class NuvCPLinearBaseI : public NuvCPCstrI {
   // asked for; 0 when none, else at least 1) and the largest |a| * (hi - lo)
   // of an unbound term. A term can move only when its span exceeds the
   // slack on its side, so a span within the slack means nothing moves.
+  // Also the number of unbound terms and the position of one of them.
   struct Scan {
     std::int64_t slow, sup, fixed, g, span;
+    int unbound, last;
   };
   // Reads the bounds of the terms in _terms[0.._nFree) into _bounds, moves
   // those found bound past _nFree and folds them into _fixed (trailed).
@@ -151,6 +156,7 @@ class NuvCPLinearBaseI : public NuvCPCstrI {
   PimStamp _nFreeStamp;
   std::int64_t _fixed = 0;  // trailed
   PimStamp _fixedStamp;
+  bool _compact = false;    // constant: bound terms move out of the first part
   // A cache, right whatever its age: |coefficients| of two terms known coprime
   // (0 and 0, no coefficient's magnitude, until one is found).
   std::uint32_t _coprimeA = 0;
