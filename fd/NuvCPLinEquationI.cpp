@@ -43,12 +43,6 @@ std::uint32_t absCoef(std::int32_t a) {
 // failing.
 bool zeroOnLattice(std::int64_t fixed, std::int64_t g) { return g <= 1 || fixed % g == 0; }
 
-// Sums with fewer terms than this keep their bound terms in place: moving
-// one out saves a read or two per call but costs two trailed words on the
-// branch, which short sums woken by every bind (disequalities of three or
-// four terms, d = y - x) do not win back.
-constexpr int kCompactFrom = 8;
-
 constexpr std::uint64_t kSumLimit = std::uint64_t{1} << 62;
 
 // The internal fixpoints stop after this many passes. Bounds reasoning on an
@@ -123,7 +117,6 @@ NuvCPLinearBaseI::NuvCPLinearBaseI(NuvCPManagerI* s, int n, const int* coefs,
   if (!nuvCPLinearFits(_n, _coefs, _vars, _k)) refuseOverflow("linear constraint");
   for (int i = 0; i < _n; ++i)
     if (_coefs[i] != 0) _terms[_nFree++] = Term{_vars[i], _coefs[i], termKind(_vars[i])};
-  _compact = _nFree >= kCompactFrom;
 }
 
 void NuvCPLinearBaseI::mergeShared() {
@@ -224,6 +217,7 @@ void NuvCPLinearBaseI::scan(Scan& s) {
       fixed += a * lo;
       if (_compact) {
         --nf;
+        if (last == nf) last = j;  // the unbound term seen there moves to j
         _terms[j] = _terms[nf];
         _bounds[j] = _bounds[nf];
         _terms[nf] = t;

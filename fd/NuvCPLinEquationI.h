@@ -80,10 +80,10 @@ bool nuvCPLinearFits(int n, const int* coefs, NuvCPIntVarI* const* vars, std::in
 // trailed, since a restored _nFree brings back exactly the terms moved out
 // after it was saved (they sit just past it), in some order. So a call
 // costs the number of unbound terms, not n: deep in a search most terms of
-// a long sum are bound. Short sums (see kCompactFrom in the source) keep
-// their bound terms in place instead, all of them in the first part, since
-// for them the trailing costs more than the reads it saves; a bound term's
-// span is 0, so it is never narrowed. Each term also records which variable kind it is
+// a long sum are bound. The disequality keeps its bound terms in place
+// instead (all terms stay in the first part; a bound term's span is 0, so
+// it is never narrowed): it runs once per bind of a term, and two trailed
+// words per bind cost it more than the reads they save. Each term also records which variable kind it is
 // (Boolean, concrete integer, other) so that its bounds are read without a
 // virtual call. Zero coefficients do not enter the working copy.
 class NuvCPLinearBaseI : public NuvCPCstrI {
@@ -156,7 +156,7 @@ class NuvCPLinearBaseI : public NuvCPCstrI {
   PimStamp _nFreeStamp;
   std::int64_t _fixed = 0;  // trailed
   PimStamp _fixedStamp;
-  bool _compact = false;    // constant: bound terms move out of the first part
+  bool _compact = true;     // constant: bound terms move out of the first part
   // A cache, right whatever its age: |coefficients| of two terms known coprime
   // (0 and 0, no coefficient's magnitude, until one is found).
   std::uint32_t _coprimeA = 0;
@@ -186,7 +186,10 @@ class NuvCPLinearGEQI : public NuvCPLinearBaseI {
 // sum(a[i] * x[i]) + k != 0
 class NuvCPLinearNotEqualI : public NuvCPLinearBaseI {
  public:
-  using NuvCPLinearBaseI::NuvCPLinearBaseI;
+  NuvCPLinearNotEqualI(NuvCPManagerI* s, int n, const int* coefs, NuvCPIntVarI* const* vars, int k)
+      : NuvCPLinearBaseI(s, n, coefs, vars, k) {
+    _compact = false;
+  }
   std::size_t classSize() const override { return sizeof(NuvCPLinearNotEqualI); }
   void print(std::ostream& os) const override;
   int propagate() override;
