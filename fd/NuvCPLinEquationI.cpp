@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "fd/NuvCPBoolVarI.h"
+#include "fd/NuvCPCIntVarI.h"
 #include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPManagerI.h"
 #include "fd/NuvCPShared.h"
@@ -21,10 +23,17 @@ void sumAssert(std::int64_t slow, std::int64_t sup, int line) {
   if (slow > sup) raiseInternalAssertion("SLOW <= SUP", kSource, line);
 }
 
-// Folds |a| into the gcd of the unbound terms' coefficients. Once the gcd is
-// 1 nothing more can be learnt, so the common case costs one comparison.
-void foldGcd(std::int64_t& g, std::int64_t a) {
-  if (g != 1 && a != 0) g = std::gcd(g, a < 0 ? -a : a);
+// The rounded quotients of a bound by a coefficient; unit coefficients,
+// the most common ones, skip the hardware division.
+std::int64_t ceilDivBy(std::int64_t n, std::int64_t a) {
+  return a == 1 ? n : a == -1 ? -n : nuvCPCeilDiv(n, a);
+}
+std::int64_t floorDivBy(std::int64_t n, std::int64_t a) {
+  return a == 1 ? n : a == -1 ? -n : nuvCPFloorDiv(n, a);
+}
+
+std::uint32_t absCoef(std::int32_t a) {
+  return a < 0 ? std::uint32_t{0} - static_cast<std::uint32_t>(a) : static_cast<std::uint32_t>(a);
 }
 
 // False when no integer values of the unbound terms can bring the fixed part
@@ -57,6 +66,17 @@ std::uint64_t magnitude(std::int64_t v) {
                               "refused rather than propagated on overflowing sums");
 }
 
+// How a term's bounds are read. The two common kinds are read through
+// their own classes, whose bound accessors no subclass overrides, so the
+// read is a load or two instead of two virtual calls per term and pass.
+enum TermKind : std::int32_t { kOtherVar, kBoolVar, kConcreteVar };
+
+std::int32_t termKind(NuvCPIntVarI* x) {
+  if (dynamic_cast<NuvCPBoolVarI*>(x)) return kBoolVar;
+  if (dynamic_cast<NuvCPCIntVarI*>(x)) return kConcreteVar;
+  return kOtherVar;
+}
+
 }  // namespace
 
 bool nuvCPLinearFits(int n, const int* coefs, NuvCPIntVarI* const* vars, std::int64_t k) {
@@ -84,8 +104,9 @@ NuvCPLinearBaseI::NuvCPLinearBaseI(NuvCPManagerI* s, int n, const int* coefs,
   const auto count = static_cast<std::size_t>(n > 0 ? n : 0);
   _coefs = count ? a->allocateArray<std::int32_t>(count) : nullptr;
   _vars = count ? a->allocateArray<NuvCPIntVarI*>(count) : nullptr;
-  _free = count ? a->allocateArray<Term>(count) : nullptr;
+  _terms = count ? a->allocateArray<Term>(count) : nullptr;
   _bounds = count ? a->allocateArray<Bounds>(count) : nullptr;
+  _nFreeStamp = _fixedStamp = 0;  // never a current stamp: the first write is saved
   if (!ok()) return;
   for (int i = 0; i < n; ++i) {
     _coefs[i] = coefs[i];
@@ -94,6 +115,8 @@ NuvCPLinearBaseI::NuvCPLinearBaseI(NuvCPManagerI* s, int n, const int* coefs,
   mergeShared();
   // Bounds only narrow from here on, so sums that fit now always fit.
   if (!nuvCPLinearFits(_n, _coefs, _vars, _k)) refuseOverflow("linear constraint");
+  for (int i = 0; i < _n; ++i)
+    if (_coefs[i] != 0) _terms[_nFree++] = Term{_vars[i], _coefs[i], termKind(_vars[i])};
 }
 
 void NuvCPLinearBaseI::mergeShared() {
@@ -162,15 +185,56 @@ void NuvCPLinearBaseI::printTerms(std::ostream& os, const char* header) const {
   os << _k;
 }
 
-bool NuvCPLinearBaseI::sums(std::int64_t& slow, std::int64_t& sup) const {
-  slow = sup = _k;
-  std::int64_t fixed = _k, g = 0;
-  for (int i = 0; i < _n; ++i) {
-    const std::int64_t a = _coefs[i];
-    const NuvCPIntVarI* x = _vars[i];
-    const int lo = x->getMin(), hi = x->getMax();
-    if (lo == hi) fixed += a * lo;
-    else foldGcd(g, a);
+template <bool kGcd>
+void NuvCPLinearBaseI::scan(Scan& s) {
+  std::int64_t fixed = _fixed;
+  std::int64_t sup = 0, slow = 0, span = 0;
+  bool sawA = false, sawB = false;
+  int nf = _nFree, unbound = 0, last = -1;
+  // Backwards, so that a bound term swaps with one already read.
+  for (int j = nf - 1; j >= 0; --j) {
+    const Term t = _terms[j];
+    int lo, hi;
+    switch (t.kind) {
+      case kBoolVar: {
+        const int st = static_cast<const NuvCPBoolVarI*>(t.x)->state();
+        lo = (st & 1) ^ 1;
+        hi = (st >> 1) & 1;
+        break;
+      }
+      case kConcreteVar: {
+        const auto* c = static_cast<const NuvCPCIntVarI*>(t.x);
+        lo = c->NuvCPCIntVarI::getMin();
+        hi = c->NuvCPCIntVarI::getMax();
+        break;
+      }
+      default:
+        lo = t.x->getMin();
+        hi = t.x->getMax();
+    }
+    const std::int64_t a = t.a;
+    if (lo == hi) {
+      fixed += a * lo;
+      if (_compact) {
+        --nf;
+        if (last == nf) last = j;  // the unbound term seen there moves to j
+        _terms[j] = _terms[nf];
+        _bounds[j] = _bounds[nf];
+        _terms[nf] = t;
+      } else {
+        _bounds[j] = Bounds{lo, hi};  // a span of 0: never narrowed
+      }
+      continue;
+    }
+    ++unbound;
+    last = j;
+    if constexpr (kGcd) {
+      const std::uint32_t m = absCoef(t.a);
+      sawA |= m == _coprimeA;
+      sawB |= m == _coprimeB;
+    }
+    const std::int64_t w = (a > 0 ? a : -a) * (std::int64_t{hi} - lo);
+    if (w > span) span = w;
     if (a > 0) {
       sup += a * hi;
       slow += a * lo;
@@ -178,8 +242,51 @@ bool NuvCPLinearBaseI::sums(std::int64_t& slow, std::int64_t& sup) const {
       sup += a * lo;
       slow += a * hi;
     }
+    _bounds[j] = Bounds{lo, hi};
   }
-  return zeroOnLattice(fixed, g);
+  if (nf != _nFree) {
+    NuvTrailI* tr = store()->trail();
+    tr->assign(_nFree, _nFreeStamp, nf);
+    tr->assign(_fixed, _fixedStamp, fixed);
+  }
+  s.unbound = unbound;
+  s.last = last;
+  fixed += _k;
+  s.fixed = fixed;
+  s.slow = slow + fixed;
+  s.sup = sup + fixed;
+  s.g = 0;
+  if constexpr (kGcd) s.g = sawA && sawB ? 1 : freeGcd();
+  s.span = span;
+  sumAssert(s.slow, s.sup, 366);
+}
+
+std::int64_t NuvCPLinearBaseI::freeGcd() {
+  std::uint32_t g = 0;
+  for (int j = 0; j < _nFree; ++j) {
+    if (_bounds[j].lo == _bounds[j].hi) continue;  // bound, kept in place (see _compact)
+    const std::uint32_t m = absCoef(_terms[j].a);
+    g = std::gcd(g, m);
+    if (g != 1) continue;
+    // Remember two coprime coefficients among the unbound ones (the gcd
+    // may also have reached 1 through three or more, then none is kept).
+    for (int i = 0; i <= j; ++i)
+      if (_bounds[i].lo != _bounds[i].hi && std::gcd(absCoef(_terms[i].a), m) == 1) {
+        _coprimeA = absCoef(_terms[i].a);
+        _coprimeB = m;
+        break;
+      }
+    return 1;
+  }
+  return g;
+}
+
+bool NuvCPLinearBaseI::sums(std::int64_t& slow, std::int64_t& sup) {
+  Scan s;
+  scan<true>(s);
+  slow = s.slow;
+  sup = s.sup;
+  return zeroOnLattice(s.fixed, s.g);
 }
 
 void NuvCPLinearBaseI::subscribeBounds() {
@@ -189,57 +296,47 @@ void NuvCPLinearBaseI::subscribeBounds() {
 
 int NuvCPLinearBaseI::propagateEquation() {
   for (int pass = 1;; ++pass) {
-    // Step 1: the sums, reading each variable's bounds once; the unbound
-    // terms go to the scratch list with the bounds they had.
-    std::int64_t sup = _k, slow = _k, fixed = _k, g = 0;
-    int nf = 0;
-    for (int i = 0; i < _n; ++i) {
-      NuvCPIntVarI* x = _vars[i];
-      const std::int64_t a = _coefs[i];
-      const int lo = x->getMin(), hi = x->getMax();
-      // A zero coefficient makes its term a constant 0 (and has no bound to
-      // divide by).
-      if (lo == hi || a == 0) {
-        sup += a * lo;
-        slow += a * lo;
-        fixed += a * lo;
-      } else {
-        foldGcd(g, a);
-        if (a > 0) {
-          sup += a * hi;
-          slow += a * lo;
-        } else {
-          sup += a * lo;
-          slow += a * hi;
-        }
-        _free[nf] = Term{x, _coefs[i]};
-        _bounds[nf++] = Bounds{lo, hi};
-      }
-      sumAssert(slow, sup, 366);
-    }
-    if (slow > 0 || sup < 0 || !zeroOnLattice(fixed, g)) return NuvCPFailure;
+    // Step 1: the sums, reading each unbound term's bounds once.
+    Scan s;
+    scan<true>(s);
+    const std::int64_t slow = s.slow, sup = s.sup;
+    if (slow > 0 || sup < 0 || !zeroOnLattice(s.fixed, s.g)) return NuvCPFailure;
+    if (s.unbound == 0) return NuvCPSuccess;  // every term bound, the sum is 0: entailed
+    // A term's minimum rises only when its span exceeds sup, its maximum
+    // falls only when its span exceeds -slow (see step 2).
+    if (s.span <= sup && s.span <= -slow) return NuvCPSuspend;
     // Step 2: each unbound term within what the others leave it. A
     // variable occurs once, so the bounds read above are still its own.
+    // With w = |a| * (M - m): for a > 0 the minimum moves exactly when
+    // w > sup and the maximum when w > -slow; for a < 0 the other way round.
+    // The divisions are done only for a bound that moves.
     bool changed = false;
+    const int nf = _nFree;
     for (int j = 0; j < nf; ++j) {
-      NuvCPIntVarI* x = _free[j].x;
-      const std::int64_t a = _free[j].a;
+      const std::int64_t a = _terms[j].a;
       const std::int64_t m = _bounds[j].lo, M = _bounds[j].hi;
-      std::int64_t lo, hi;
+      const std::int64_t w = (a > 0 ? a : -a) * (M - m);
+      const bool upSlack = w > sup, downSlack = w > -slow;
+      if (!upSlack && !downSlack) continue;
+      NuvCPIntVarI* x = _terms[j].x;
+      bool minMoves, maxMoves;
+      std::int64_t lo = m, hi = M;
       if (a > 0) {
-        const std::int64_t rp = sup - a * M, rm = slow - a * m;
-        lo = nuvCPCeilDiv(-rp, a);
-        hi = nuvCPFloorDiv(-rm, a);
+        minMoves = upSlack;
+        maxMoves = downSlack;
+        if (minMoves) lo = ceilDivBy(-(sup - a * M), a);
+        if (maxMoves) hi = floorDivBy(-(slow - a * m), a);
       } else {
-        const std::int64_t rp = sup - a * m, rm = slow - a * M;
-        lo = nuvCPCeilDiv(-rm, a);
-        hi = nuvCPFloorDiv(-rp, a);
+        minMoves = downSlack;
+        maxMoves = upSlack;
+        if (minMoves) lo = ceilDivBy(-(slow - a * M), a);
+        if (maxMoves) hi = floorDivBy(-(sup - a * m), a);
       }
-      if (lo > m) {
+      if (minMoves) {
         changed = true;
         if (x->updateMin(nuvCPClampInt(lo)) == NuvCPFailure) return NuvCPFailure;
       }
-      if (hi < M) {
+      if (maxMoves) {
         changed = true;
         if (x->updateMax(nuvCPClampInt(hi)) == NuvCPFailure) return NuvCPFailure;
       }
@@ -255,53 +352,46 @@ int NuvCPLinearBaseI::propagateEquation() {
 }
 
 int NuvCPLinearBaseI::propagateAtLeast(int sign, std::int64_t shift) {
-  // The bounds are read once into the scratch list; a variable is narrowed
-  // only when its new bound actually moves it.
-  std::int64_t sup = sign * std::int64_t{_k} + shift;
-  for (int i = 0; i < _n; ++i) {
-    const NuvCPIntVarI* x = _vars[i];
-    const int lo = x->getMin(), hi = x->getMax();
-    _bounds[i] = Bounds{lo, hi};
-    const std::int64_t a = sign * std::int64_t{_coefs[i]};
-    sup += a > 0 ? a * hi : a * lo;
-  }
+  // The bounds are read once; a variable is narrowed only when its new
+  // bound actually moves it.
+  Scan s;
+  scan<false>(s);
+  const std::int64_t sup = (sign > 0 ? s.sup : -s.slow) + shift;
   if (sup < 0) return NuvCPFailure;
-  for (int i = 0; i < _n; ++i) {
-    const Bounds b = _bounds[i];
-    if (b.lo == b.hi) continue;
-    const std::int64_t a = sign * std::int64_t{_coefs[i]};
+  // The smallest value already satisfies it: entailed, and the store drops
+  // the propagator on this branch (a clause once one literal is true).
+  if ((sign > 0 ? s.slow : -s.sup) + shift >= 0) return NuvCPSuccess;
+  // A term moves only when |a| * (hi - lo) exceeds sup.
+  if (s.span <= sup) return NuvCPSuspend;
+  const int nf = _nFree;
+  for (int j = 0; j < nf; ++j) {
+    const Bounds b = _bounds[j];
+    const std::int64_t a = sign * std::int64_t{_terms[j].a};
+    if ((a > 0 ? a : -a) * (std::int64_t{b.hi} - b.lo) <= sup) continue;  // this one stays
     if (a > 0) {
-      const std::int64_t v = nuvCPCeilDiv(-(sup - a * b.hi), a);
-      if (v > b.lo && _vars[i]->updateMin(nuvCPClampInt(v)) == NuvCPFailure) return NuvCPFailure;
-    } else if (a < 0) {
-      const std::int64_t v = nuvCPFloorDiv(-(sup - a * b.lo), a);
-      if (v < b.hi && _vars[i]->updateMax(nuvCPClampInt(v)) == NuvCPFailure) return NuvCPFailure;
+      const std::int64_t v = ceilDivBy(-(sup - a * b.hi), a);
+      if (_terms[j].x->updateMin(nuvCPClampInt(v)) == NuvCPFailure) return NuvCPFailure;
+    } else {
+      const std::int64_t v = floorDivBy(-(sup - a * b.lo), a);
+      if (_terms[j].x->updateMax(nuvCPClampInt(v)) == NuvCPFailure) return NuvCPFailure;
     }
   }
   return NuvCPSuspend;
 }
 
 int NuvCPLinearBaseI::propagateNotEqual() {
-  std::int64_t rest = _k;
-  int unbound = 0;
-  NuvCPIntVarI* last = nullptr;
-  std::int64_t lastA = 0;
-  for (int i = 0; i < _n; ++i) {
-    NuvCPIntVarI* x = _vars[i];
-    if (x->isBound() || _coefs[i] == 0) {
-      rest += std::int64_t{_coefs[i]} * x->getMin();
-    } else {
-      ++unbound;
-      last = x;
-      lastA = _coefs[i];
-    }
+  Scan s;
+  scan<false>(s);
+  if (s.slow > 0 || s.sup < 0) return NuvCPSuccess;  // 0 is out of reach: entailed
+  if (s.unbound > 1) return NuvCPSuspend;
+  if (s.unbound == 1) {
+    const Term& t = _terms[s.last];
+    const std::int64_t rest = s.fixed, a = t.a;
+    if (rest % a != 0) return NuvCPSuspend;
+    return t.x->removeValue(nuvCPClampInt(-rest / a)) != NuvCPFailure ? NuvCPSuspend
+                                                                       : NuvCPFailure;
   }
-  if (unbound > 1) return NuvCPSuspend;
-  if (unbound == 1) {
-    if (rest % lastA != 0) return NuvCPSuspend;
-    return last->removeValue(nuvCPClampInt(-rest / lastA)) != NuvCPFailure ? NuvCPSuspend : NuvCPFailure;
-  }
-  return rest == 0 ? NuvCPFailure : NuvCPSuccess;
+  return s.fixed == 0 ? NuvCPFailure : NuvCPSuccess;
 }
 
 // ---- the three general classes ------------------------------------------------------
@@ -417,8 +507,9 @@ void NuvCPLinearGEQReifI::print(std::ostream& os) const {
 int NuvCPLinearGEQReifI::propagate() {
   // b false: sum + k <= -1, that is -(sum + k) - 1 >= 0.
   if (!_b->isBound()) {
-    std::int64_t slow, sup;
-    (void)sums(slow, sup);  // no lattice test: an inequality has no parity
+    Scan s;
+    scan<false>(s);  // no lattice test: an inequality has no parity
+    const std::int64_t slow = s.slow, sup = s.sup;
     // Either way the relation now holds for every value left: entailed.
     if (slow >= 0) return _b->bind(1) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
     if (sup < 0) return _b->bind(0) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;

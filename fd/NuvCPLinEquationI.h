@@ -22,6 +22,23 @@
 //
 // Zero coefficients are allowed; their variables are not subscribed.
 //
+// Consistency and cost (general classes). Bounds reasoning: the inequality
+// narrows every term against the sum's maximum in one pass (bounds
+// consistent: for a single inequality the real and integer notions agree),
+// the equation repeats such passes over both bounds until nothing moves
+// (bounds(R) consistent with integer rounding at its fixpoint, within the
+// pass cap; bounds(Z) consistency is NP-hard for equations), the
+// disequality acts once a single term is unbound; the method is the usual
+// one for long linear constraints (Harvey and Schimpf, "Bounds consistency
+// techniques for long linear constraints", TRICS 2002). One pass reads the
+// bounds of the u terms still unbound, O(u) (bound terms are folded into a
+// trailed constant, see NuvCPLinearBaseI), and narrows only when some
+// term's span |a| * (max - min) exceeds the slack of the sum on that side;
+// otherwise it stops after the read, since no bound can move. They answer
+// entailed (the store then stops running them on the branch) when every
+// value left satisfies them: an inequality whose minimum already holds, a
+// disequality whose bounds exclude 0, an equation with every term bound.
+//
 // Shared variables. The general classes merge, at construction, the terms
 // whose variables share a root (one variable, or offset views of one): the
 // coefficients are summed on the first such term's variable, the offsets
@@ -52,8 +69,23 @@
 bool nuvCPLinearFits(int n, const int* coefs, NuvCPIntVarI* const* vars, std::int64_t k);
 
 // The terms shared by the general classes: n, k, the coefficients and the
-// variables (copied into the store's arena), and a scratch list of unbound
-// terms, allocated once so that propagation allocates nothing.
+// variables (copied into the store's arena, in the caller's order, constant
+// after the merge of shared roots), and a working copy of the terms that
+// propagation permutes.
+//
+// The working copy is a sparse set over the trail: _terms[0.._nFree) hold
+// every term that may still be unbound, _terms[_nFree..) terms found bound,
+// whose a * value is summed in _fixed. A pass reads only the first part and
+// moves the terms it finds bound past it; only _nFree and _fixed are
+// trailed, since a restored _nFree brings back exactly the terms moved out
+// after it was saved (they sit just past it), in some order. So a call
+// costs the number of unbound terms, not n: deep in a search most terms of
+// a long sum are bound. The disequality keeps its bound terms in place
+// instead (all terms stay in the first part; a bound term's span is 0, so
+// it is never narrowed): it runs once per bind of a term, and two trailed
+// words per bind cost it more than the reads they save. Each term also records which variable kind it is
+// (Boolean, concrete integer, other) so that its bounds are read without a
+// virtual call. Zero coefficients do not enter the working copy.
 class NuvCPLinearBaseI : public NuvCPCstrI {
  public:
   NuvCPLinearBaseI(NuvCPManagerI* s, int n, const int* coefs, NuvCPIntVarI* const* vars, int k);
@@ -63,14 +95,14 @@ class NuvCPLinearBaseI : public NuvCPCstrI {
   int coef(int i) const { return _coefs[i]; }
   NuvCPIntVarI* var(int i) const { return _vars[i]; }
   // False when the arena could not hold the arrays; post then fails.
-  bool ok() const { return _n == 0 || (_coefs && _vars && _free && _bounds); }
+  bool ok() const { return _n == 0 || (_coefs && _vars && _terms && _bounds); }
 
  protected:
   void printTerms(std::ostream& os, const char* header) const;
   // SLOW and SUP: the smallest and largest values of the sum plus k. The
   // answer is false when the sum cannot be 0 at all because the gcd of the
   // unbound terms' coefficients does not divide the bound part.
-  bool sums(std::int64_t& slow, std::int64_t& sup) const;
+  bool sums(std::int64_t& slow, std::int64_t& sup);
   // sum + k == 0 to its own fixpoint (bounds), failing at once when the
   // gcd of the unbound coefficients does not divide the bound part.
   int propagateEquation();
@@ -85,20 +117,50 @@ class NuvCPLinearBaseI : public NuvCPCstrI {
   // coefficient or k leaves the int range.
   void mergeShared();
 
-  std::int32_t _n;
-  std::int32_t _k;
-  std::int32_t* _coefs;
-  NuvCPIntVarI** _vars;
   struct Term {
     NuvCPIntVarI* x;
     std::int32_t a;
+    std::int32_t kind;  // how x's bounds are read: Boolean, concrete or other
   };
-  Term* _free;  // scratch: the unbound terms of the current pass
   struct Bounds {
     std::int32_t lo;
     std::int32_t hi;
   };
-  Bounds* _bounds;  // scratch: the bounds read at the start of a pass
+  // What one read of the unbound terms gives: the bounds of sum + k, the
+  // value of its bound part, the gcd of the unbound coefficients (only when
+  // asked for; 0 when none, else at least 1) and the largest |a| * (hi - lo)
+  // of an unbound term. A term can move only when its span exceeds the
+  // slack on its side, so a span within the slack means nothing moves.
+  // Also the number of unbound terms and the position of one of them.
+  struct Scan {
+    std::int64_t slow, sup, fixed, g, span;
+    int unbound, last;
+  };
+  // Reads the bounds of the terms in _terms[0.._nFree) into _bounds, moves
+  // those found bound past _nFree and folds them into _fixed (trailed).
+  template <bool kGcd>
+  void scan(Scan& s);
+  // The gcd of the unbound terms' coefficients (0 when there are none).
+  // When it is 1 the two coprime coefficients that show it are kept in
+  // _coprimeA/_coprimeB: while two unbound terms carry them the gcd is 1
+  // and a scan spends two comparisons per term on it instead of a gcd.
+  std::int64_t freeGcd();
+
+  std::int32_t _n;          // constant after construction
+  std::int32_t _k;          // constant after construction
+  std::int32_t* _coefs;     // constant after construction
+  NuvCPIntVarI** _vars;     // constant after construction
+  Term* _terms;       // the working copy; permuted, never trailed
+  Bounds* _bounds;    // scratch: _bounds[j] are _terms[j]'s at the last scan
+  std::int32_t _nFree = 0;  // trailed
+  PimStamp _nFreeStamp;
+  std::int64_t _fixed = 0;  // trailed
+  PimStamp _fixedStamp;
+  bool _compact = true;     // constant: bound terms move out of the first part
+  // A cache, right whatever its age: |coefficients| of two terms known coprime
+  // (0 and 0, no coefficient's magnitude, until one is found).
+  std::uint32_t _coprimeA = 0;
+  std::uint32_t _coprimeB = 0;
 };
 
 // sum(a[i] * x[i]) + k == 0
@@ -124,7 +186,10 @@ class NuvCPLinearGEQI : public NuvCPLinearBaseI {
 // sum(a[i] * x[i]) + k != 0
 class NuvCPLinearNotEqualI : public NuvCPLinearBaseI {
  public:
-  using NuvCPLinearBaseI::NuvCPLinearBaseI;
+  NuvCPLinearNotEqualI(NuvCPManagerI* s, int n, const int* coefs, NuvCPIntVarI* const* vars, int k)
+      : NuvCPLinearBaseI(s, n, coefs, vars, k) {
+    _compact = false;
+  }
   std::size_t classSize() const override { return sizeof(NuvCPLinearNotEqualI); }
   void print(std::ostream& os) const override;
   int propagate() override;

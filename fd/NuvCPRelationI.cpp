@@ -479,8 +479,9 @@ int NuvCPReifyBinaryI::decideEquality(int equalIs) {
   return NuvCPSuspend;
 }
 
-bool NuvCPReifyBinaryI::controlShared() const {
-  return sharesRoot(_b, _x) || sharesRoot(_b, _y);
+bool NuvCPReifyBinaryI::sharedControl(const NuvCPIntVarI* x, const NuvCPIntVarI* y,
+                                      const NuvCPIntVarI* b) {
+  return sharesRoot(b, x) || sharesRoot(b, y);
 }
 
 int NuvCPReifyBinaryI::propagateSharedControl(Rel rel) {

@@ -235,7 +235,7 @@ class NuvCPReifyGEqualcI : public NuvCPReifyUnaryI {
 class NuvCPReifyBinaryI : public NuvCPCstrI {
  public:
   NuvCPReifyBinaryI(NuvCPManagerI* s, NuvCPIntVarI* x, NuvCPIntVarI* y, int k, NuvCPIntVarI* b)
-      : NuvCPCstrI(s), _x(x), _y(y), _k(k), _b(b) {}
+      : NuvCPCstrI(s), _x(x), _y(y), _k(k), _b(b), _controlShared(sharedControl(x, y, b)) {}
   void mark(PimMarker& m) override;
   NuvCPIntVarI* x() const { return _x; }
   NuvCPIntVarI* y() const { return _y; }
@@ -251,8 +251,10 @@ class NuvCPReifyBinaryI : public NuvCPCstrI {
   // Sharing, seen at post: the post's status, or -1 when x, y and b have
   // three different roots.
   int postShared(Rel rel);
-  // b shares its root with x or with y.
-  bool controlShared() const;
+  // b shares its root with x or with y (roots never change: read once, at
+  // construction, rather than following views on every run).
+  bool controlShared() const { return _controlShared; }
+  static bool sharedControl(const NuvCPIntVarI* x, const NuvCPIntVarI* y, const NuvCPIntVarI* b);
   // b and the operand it does not share with: drops each of b's values
   // that no value of the operand supports, and once b is decided narrows
   // the operand to the values that agree with it (entailed).
@@ -261,6 +263,7 @@ class NuvCPReifyBinaryI : public NuvCPCstrI {
   NuvCPIntVarI* _y;
   std::int32_t _k;
   NuvCPIntVarI* _b;
+  bool _controlShared;  // constant
 };
 
 class NuvCPReifyEqualI : public NuvCPReifyBinaryI {

@@ -36,6 +36,7 @@ struct Instance {
   NuvTrailI trail;
   NuvCPManagerI store{&arena, &trail};
   Vars xs;
+  std::vector<std::size_t> order;  // the labelling order: positions in xs
 
   Instance(const std::vector<std::vector<int>>& doms, const std::vector<bool>& boolean) {
     for (std::size_t i = 0; i < doms.size(); ++i) {
@@ -51,14 +52,17 @@ struct Instance {
           if (!std::binary_search(d.begin(), d.end(), v)) x->removeValue(v);
       }
       xs.push_back(x);
+      order.push_back(i);
     }
   }
 
-  // Depth-first search labelling the first unbound variable with each of
-  // its values in turn; every leaf where all variables are bound is recorded.
+  // Depth-first search labelling the first unbound variable (in `order`)
+  // with each of its values in turn; every leaf where all variables are
+  // bound is recorded.
   void search(std::vector<Assignment>& found) {
-    std::size_t i = 0;
-    while (i < xs.size() && xs[i]->isBound()) ++i;
+    std::size_t p = 0;
+    while (p < xs.size() && xs[order[p]]->isBound()) ++p;
+    const std::size_t i = p < xs.size() ? order[p] : p;
     if (i == xs.size()) {
       Assignment a;
       for (NuvCPIntVarI* x : xs) a.push_back(x->getMin());
@@ -79,7 +83,7 @@ struct Instance {
 // search finds with those of brute force: same set, each found once.
 void checkBySearch(const std::vector<std::pair<int, int>>& ranges, const Builder& build,
                    const std::function<bool(const Assignment&)>& holds, int trials,
-                   unsigned seed, std::vector<bool> boolean = {}) {
+                   unsigned seed, std::vector<bool> boolean = {}, bool shuffled = false) {
   std::mt19937 rng(seed);
   for (int t = 0; t < trials; ++t) {
     std::vector<std::vector<int>> doms;
@@ -96,6 +100,7 @@ void checkBySearch(const std::vector<std::pair<int, int>>& ranges, const Builder
       if (holds(a)) expected.push_back(a);
     });
     Instance in(doms, boolean);
+    if (shuffled) std::shuffle(in.order.begin(), in.order.end(), rng);
     std::vector<Assignment> found;
     in.trail.push();
     const int status = in.store.post(static_cast<NuvCPCstrI*>(build(&in.store, in.xs)));
@@ -167,6 +172,43 @@ TEST(LinearSearch, GeneralFormsFindExactlyTheSolutions) {
                     return (a[N] == 0 || a[N] == 1) && (dot(co, a, N) + k >= 0) == (a[N] == 1);
                   },
                   8, seed);
+    if (HasFailure()) return;
+  }
+}
+
+// Long sums of Booleans and integers (the general classes keep the unbound
+// terms in a trailed sparse set and read the two kinds without virtual
+// calls), labelled in a different order per trial, so that terms leave the
+// set in every order and come back on backtracking.
+TEST(LinearSearch, LongMixedSumsInAnyLabellingOrder) {
+  std::mt19937 rng(11);
+  std::uniform_int_distribution<int> coef(-9, 9), konst(-12, 12);
+  const std::vector<std::pair<int, int>> ranges = {{0, 1}, {-2, 2}, {0, 1}, {0, 1}, {0, 1},
+                                                   {-1, 3}, {0, 1}, {0, 1}, {0, 1}};
+  const std::vector<bool> boolean = {true, false, true, true, true, false, true, true, true};
+  const auto N = ranges.size();
+  for (int inst = 0; inst < 12; ++inst) {
+    std::vector<int> co(N);
+    for (int& a : co) a = coef(rng);
+    const int k = konst(rng);
+    const unsigned seed = static_cast<unsigned>(100 + inst);
+    auto sum = [&](const Assignment& a) { return dot(co, a, N) + k; };
+    checkBySearch(ranges, general<NuvCPLinearEquationI>(co, k),
+                  [&](const Assignment& a) { return sum(a) == 0; }, 3, seed, boolean, true);
+    checkBySearch(ranges, general<NuvCPLinearGEQI>(co, k),
+                  [&](const Assignment& a) { return sum(a) >= 0; }, 3, seed, boolean, true);
+    checkBySearch(ranges, general<NuvCPLinearNotEqualI>(co, k),
+                  [&](const Assignment& a) { return sum(a) != 0; }, 3, seed, boolean, true);
+    auto withControl = ranges;
+    withControl.emplace_back(0, 1);
+    auto boolControl = boolean;
+    boolControl.push_back(true);
+    checkBySearch(withControl, reified<NuvCPLinearEquationReifI>(co, k),
+                  [&](const Assignment& a) { return (sum(a) == 0) == (a[N] == 1); }, 3, seed,
+                  boolControl, true);
+    checkBySearch(withControl, reified<NuvCPLinearGEQReifI>(co, k),
+                  [&](const Assignment& a) { return (sum(a) >= 0) == (a[N] == 1); }, 3, seed,
+                  boolControl, true);
     if (HasFailure()) return;
   }
 }
@@ -320,7 +362,20 @@ TEST_F(LinearFixture, DocumentedExamples) {
   NuvCPIntVarI* bound[2] = {b3, b4};
   const int c11[2] = {1, 1};
   EXPECT_EQ(make<NuvCPLinearEquationI>(2, c11, bound, -8)->post(0), NuvCPFailure);
-  EXPECT_EQ(make<NuvCPLinearEquationI>(2, c11, bound, -7)->post(0), NuvCPSuspend);
+  // ... and a total of 0: entailed.
+  EXPECT_EQ(make<NuvCPLinearEquationI>(2, c11, bound, -7)->post(0), NuvCPSuccess);
+  // Entailed as soon as the bounds decide it, variables still open: a clause
+  // x + y - 1 >= 0 once x is 1, x + y + 1 != 0 over nonnegative values. The
+  // store then stops running them on the branch.
+  NuvCPIntVarI* one = var(1, 1);
+  NuvCPIntVarI* open = var(0, 1);
+  NuvCPIntVarI* clause[2] = {one, open};
+  EXPECT_EQ(make<NuvCPLinearGEQI>(2, c11, clause, -1)->post(0), NuvCPSuccess);
+  EXPECT_EQ(make<NuvCPLinearNotEqualI>(2, c11, clause, 1)->post(0), NuvCPSuccess);
+  NuvCPIntVarI* both[2] = {open, var(0, 1)};
+  EXPECT_EQ(make<NuvCPLinearGEQI>(2, c11, both, -1)->post(0), NuvCPSuspend);
+  EXPECT_EQ(make<NuvCPLinearNotEqualI>(2, c11, both, -1)->post(0), NuvCPSuspend);
+  EXPECT_FALSE(open->isBound());
 
   // x + y - 20 >= 0, x, y in [0,10]: both 10.
   NuvCPIntVarI* p = var(0, 10);
