@@ -195,6 +195,19 @@ void NuvSearch::buildWeights() {
     for (std::uint32_t k = _varStart[v]; k < _varStart[v + 1]; ++k)
       _daemonVars[fill[static_cast<std::size_t>(_varDaemons[k]->identifier())]++] =
           static_cast<std::uint32_t>(v);
+  // The propagators that watch a variable of a complete phase.
+  std::vector<std::uint8_t> searched(vars, 0);
+  for (const NuvSearchPhase& p : _work)
+    if (p.complete)
+      for (const NuvCPIntVarI* x : p.vars) {
+        const std::size_t v = weightRow(x);
+        if (v < vars) searched[v] = 1;
+      }
+  _watchesSearched.assign(daemons, 0);
+  for (std::size_t v = 0; v < vars; ++v)
+    if (searched[v])
+      for (std::uint32_t k = _varStart[v]; k < _varStart[v + 1]; ++k)
+        _watchesSearched[static_cast<std::size_t>(_varDaemons[k]->identifier())] = 1;
 }
 
 std::size_t NuvSearch::weightRow(const NuvCPIntVarI* x) const {
@@ -397,16 +410,32 @@ void NuvSearch::countNode() {
   if (depth > _stats.peakDepth) _stats.peakDepth = depth;
 }
 
+void NuvSearch::raiseWeight(std::size_t id) {
+  _afc[id] += _afcInc;
+  for (std::uint32_t k = _daemonStart[id]; k < _daemonStart[id + 1]; ++k) _varAfc[_daemonVars[k]] += _afcInc;
+}
+
 void NuvSearch::onFailure() {
   ++_stats.failures;
   const NuvCPDaemonI* d = _store->failedDaemon();
   if (!d) return;  // the decision's own narrowing failed: nobody to blame
   const auto id = static_cast<std::size_t>(d->identifier());
   if (id >= _afc.size()) return;  // posted during the search: not weighed
+  raiseWeight(id);
+  // A propagator that watches no searched variable (a clause over reified
+  // Booleans) says nothing about the variables the search chooses: its
+  // failure also goes to the propagators of its variables that do watch
+  // one (the reifications that define those Booleans).
+  if (!_watchesSearched[id])
+    for (std::uint32_t k = _daemonStart[id]; k < _daemonStart[id + 1]; ++k) {
+      const std::uint32_t v = _daemonVars[k];
+      for (std::uint32_t j = _varStart[v]; j < _varStart[v + 1]; ++j) {
+        const auto e = static_cast<std::size_t>(_varDaemons[j]->identifier());
+        if (e != id && _watchesSearched[e]) raiseWeight(e);
+      }
+    }
   // Raising the increment instead of decaying every weight: after k more
   // failures an old one counts decay^k as much as a new one.
-  _afc[id] += _afcInc;
-  for (std::uint32_t k = _daemonStart[id]; k < _daemonStart[id + 1]; ++k) _varAfc[_daemonVars[k]] += _afcInc;
   _afcInc /= _decay;
   if (_afcInc > 1e100) {
     for (double& w : _afc) w *= 1e-100;

@@ -157,15 +157,19 @@ class NuvSearch {
   // daemon whose run failed, and its weight grows by an increment that is
   // itself multiplied by 1 / decay at each failure: a failure k failures ago
   // counts decay^k as much as the latest one (decay 1: plain failure
-  // counts). Weights survive backtracking by design and last until the next
-  // solve(); they are rescaled together long before they could overflow. A
-  // variable's weight is the sum over the distinct propagators on its
-  // subscription lists at the start of the search that are still enabled
-  // (not entailed) at the current node; a view weighs as its variable.
-  // Propagators posted during the search do not weigh, nor do variables
-  // created during it (weight 0: chosen last). No randomness: the same
-  // model and phases give the same tree, whatever the seed. The decay is
-  // taken in (0, 1] (default 0.95); anything else means 1.
+  // counts). A propagator that watches no variable of a complete phase (a
+  // clause over introduced Booleans) tells nothing about the variables
+  // searched: its failure also raises, by the same increment, those
+  // propagators on its variables that do watch one (the reifications that
+  // define the Booleans). Weights survive backtracking by design and last
+  // until the next solve(); they are rescaled together long before they
+  // could overflow. A variable's weight is the sum over the distinct
+  // propagators on its subscription lists at the start of the search that
+  // are still enabled (not entailed) at the current node; a view weighs as
+  // its variable. Propagators posted during the search do not weigh, nor do
+  // variables created during it (weight 0: chosen last). No randomness: the
+  // same model and phases give the same tree, whatever the seed. The decay
+  // is taken in (0, 1] (default 0.95); anything else means 1.
   void setWeightDecay(double decay);
   double failureWeight(const NuvCPIntVarI* x) const;
   double failureWeight(const NuvCPDaemonI* d) const;
@@ -244,6 +248,7 @@ class NuvSearch {
   // Counts a failure and raises the weight of the daemon the store blames.
   void onFailure();
   void buildWeights();
+  void raiseWeight(std::size_t daemon);
   // An upper bound of failureWeight(x), read in constant time.
   double weightBound(const NuvCPIntVarI* x) const;
   std::size_t weightRow(const NuvCPIntVarI* x) const;
@@ -276,6 +281,7 @@ class NuvSearch {
   std::vector<std::uint32_t> _daemonVars;
   std::vector<double> _varAfc;
   std::vector<std::size_t> _weightRow;  // by variable id: whose daemons count
+  std::vector<std::uint8_t> _watchesSearched;  // by daemon: on a complete phase's variable
   std::vector<int> _solutionMin;  // the last solution, by variable id
   std::vector<int> _solutionMax;
   NuvCPIntVarI* _objective = nullptr;

@@ -231,4 +231,26 @@ TEST_F(SearchWeightTest, TheTreeDoesNotDependOnTheSeedOrOnAnEarlierSearch) {
   }
 }
 
+TEST_F(SearchWeightTest, AFailureAmongUnsearchedVariablesIsPassedOnToThoseThatReachTheSearchedOnes) {
+  // a is searched; c is only completed. `zero` and `one` watch c alone and
+  // refute both of its values; `link` watches a and c and never fails.
+  NuvCPIntVarI* a = var(0, 1);
+  NuvCPIntVarI* c = var(0, 1);
+  post<LateNot>(c, 0);
+  LateNot* one = post<LateNot>(c, 1);
+  Idle* link = post<Idle>(a, c);
+  for (bool completion : {true, false}) {
+    NuvSearch search(&store, &trail);
+    search.addPhase({{a}, NuvVarSelect::DomWDeg, NuvValSelect::Min});
+    search.addPhase({{c}, NuvVarSelect::DomWDeg, NuvValSelect::Min, !completion});
+    search.solve({}, [] { return true; });
+    EXPECT_EQ(search.stats().solutions, 0);
+    EXPECT_GT(search.failureWeight(one), 1);
+    if (completion)
+      EXPECT_GT(search.failureWeight(link), 1);  // it reaches a
+    else
+      EXPECT_EQ(search.failureWeight(link), 1);  // c is searched: the blame stays
+  }
+}
+
 }  // namespace
