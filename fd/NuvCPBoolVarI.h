@@ -64,6 +64,12 @@ class NuvCPBoolVarI : public NuvCPIntVarI {
   // Rebuilds the variable in place as a NuvWatchedCPBoolVarI.
   void becomeWatched() override;
   bool isView() const override { return false; }
+  int subscriptionLists(NuvCPDListI** out) const override {
+    out[0] = _changes.head;
+    out[1] = _ac5Value.head;
+    out[2] = _ac5Bind.head;
+    return 3;
+  }
 
   // Every propagator subscription goes to the one change list.
   void addMin(NuvCPDaemonI* p) override { push(_changes, p); }

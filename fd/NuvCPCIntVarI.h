@@ -191,6 +191,14 @@ class NuvCPCIntVarI : public NuvCPIntVarI {
   NuvCPDomainI* getDomain() const override { return _domain; }
   void domainIterator(NuvCPDomainIterator& it) const override;
   bool isRemoved(int v) const override;
+  int subscriptionLists(NuvCPDListI** out) const override {
+    const NuvCPListHead* lists[] = {&_minList,  &_maxList,  &_boundsList, &_bindList,  &_ac5Value,
+                                    &_ac5Min,   &_ac5Max,   &_ac5Bounds,  &_ac5Bind,   &_domainList};
+    static_assert(sizeof(lists) / sizeof(lists[0]) <= kMaxSubscriptionLists);
+    int n = 0;
+    for (const NuvCPListHead* l : lists) out[n++] = l->head;
+    return n;
+  }
 
   // Tells the watchers of v that the variable is now v.
   int bindWatchers(int v);

@@ -17,6 +17,7 @@
 
 class NuvCPManagerI;
 class NuvCPDaemonI;
+class NuvCPDListI;
 class NuvCPDomainI;
 class NuvCPIntVarSnapshotI;
 struct RavIntSet;
@@ -127,6 +128,14 @@ class NuvCPIntVarI : public PimDataI {
   // bound changes and binds leave alone), so that a propagator is not told
   // twice of the same removal. The base answers "not a member any more".
   virtual bool isRemoved(int v) const { return !member(v); }
+
+  // 64. The heads of the variable's subscription lists, propagator and event
+  // lists alike (some may be null), for walks over the daemons that watch it,
+  // such as the search's failure weights; a daemon may sit on several. Writes
+  // at most kMaxSubscriptionLists heads to `out` and answers how many. A view
+  // answers its variable's.
+  static constexpr int kMaxSubscriptionLists = 10;
+  virtual int subscriptionLists(NuvCPDListI** /*out*/) const { return 0; }
 
  private:
   NuvCPManagerI* _solver;

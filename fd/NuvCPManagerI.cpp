@@ -37,6 +37,7 @@ void NuvCPManagerI::mark(PimMarker& m) {
   m.mark(_controller);
   m.mark(_intObjective);
   m.mark(_floatObjective);
+  m.mark(_failed);
   _intVars.forEach([&](NuvCPIntVarI* x) { m.mark(x); });
   _floatVars.forEach([&](PimDataI* x) { m.mark(x); });
   _bitVars.forEach([&](PimDataI* x) { m.mark(x); });
@@ -75,12 +76,17 @@ void NuvCPManagerI::close() {
 
 // ---- the fixpoint loop ----------------------------------------------------------------
 
+// Never entered with a failure: both calls in propagate() stop at one first.
 int NuvCPManagerI::drainEvents(int r) {
-  while (!_eventQueue.empty() && r != NuvCPFailure) {
+  while (!_eventQueue.empty()) {
     NuvCPAC5Event* e = _eventQueue.pop();
     if (!e) break;  // the event allocator ran dry
     ++_propagCount;
     r = e->execute();
+    if (r == NuvCPFailure) {
+      _failed = e->daemon();
+      break;
+    }
   }
   return r;
 }
@@ -115,7 +121,10 @@ int NuvCPManagerI::propagate() {
       ++_propagCount;
       _currentLevel = level;
       r = runDaemon(d);
-      if (r == NuvCPFailure) break;
+      if (r == NuvCPFailure) {
+        _failed = d;
+        break;
+      }
       // schedule() overwrote the current level with the lowest priority it
       // newly queued: leave this level only for lower-priority work. Work of
       // a higher priority waits until this level is drained.

@@ -233,6 +233,14 @@ class NuvCPManagerI : public PimStoreI {
   std::int32_t currentLevel() const { return _currentLevel; }
   std::uint32_t propagationCount() const { return _propagCount; }
   std::int32_t nextDaemonId() { return _daemonIds++; }
+  // Daemon identifiers run from 0 to daemonCount() - 1.
+  std::int32_t daemonCount() const { return _daemonIds; }
+  // The daemon whose run, or whose value event, ended the last failed
+  // fixpoint: what failure-driven search heuristics weigh. A decision or
+  // post whose own narrowing fails names none, so a caller clears it before
+  // the step it wants to blame. Scratch, not trailed.
+  NuvCPDaemonI* failedDaemon() const { return _failed; }
+  void clearFailedDaemon() { _failed = nullptr; }
   double floatPrecision() const { return _floatPrecision; }
   void setFloatPrecision(double p) { _floatPrecision = p; }
 
@@ -298,6 +306,7 @@ class NuvCPManagerI : public PimStoreI {
   std::int32_t _recentCapacity = 0;
   std::int32_t _recentCount = 0;
   std::int32_t _daemonIds = 0;
+  NuvCPDaemonI* _failed = nullptr;  // scratch
   double _floatPrecision = 1e-08;
   RavRuntime* _runtime = nullptr;
 };

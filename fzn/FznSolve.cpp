@@ -65,14 +65,13 @@ int fznRun(const FznOptions& options, std::ostream& out, std::ostream& err,
             << "' unknown, indomain_min used\n";
       search.addPhase(std::move(phase));
     }
-  // Whatever the annotations leave unbound is labelled after them, so that
-  // every solution printed is complete. Without annotations: smallest domain
-  // first. The variables that tell answers apart (printed or declared by the
-  // model itself) are searched in full; the ones flattening introduced are
-  // only completed, so that each answer is printed once.
-  const NuvVarSelect restSelect = builder.phases().empty() || options.freeSearch
-                                      ? NuvVarSelect::FirstFail
-                                      : NuvVarSelect::InputOrder;
+  // Whatever the annotations leave unbound (everything, without them or with
+  // -f) is labelled after them by dom/wdeg, smallest value first, so that
+  // every solution printed is complete. The variables that tell answers
+  // apart (printed or declared by the model itself) are searched in full;
+  // the ones flattening introduced are only completed, so that each answer
+  // is printed once.
+  const NuvVarSelect restSelect = NuvVarSelect::DomWDeg;
   NuvSearchPhase decisions;
   decisions.vars = builder.decisionVars();
   decisions.varSelect = restSelect;

@@ -1,8 +1,10 @@
 #include "search/NuvSearch.h"
 
+#include <algorithm>
 #include <climits>
 #include <utility>
 
+#include "fd/NuvCPConstraintI.h"
 #include "fd/NuvCPDomain.h"
 #include "fd/NuvCPIVarI.h"
 #include "fd/NuvCPManagerI.h"
@@ -144,9 +146,95 @@ void NuvSearch::setProgress(std::function<bool(NuvSearch&)> progress, std::int64
   _progressEvery = everyNodes > 0 ? everyNodes : 1;
 }
 
-int NuvSearch::weight(const NuvCPIntVarI* x) const {
+void NuvSearch::setWeightDecay(double decay) {
+  _decay = decay > 0 && decay <= 1 ? decay : 1;
+}
+
+void NuvSearch::buildWeights() {
+  const auto daemons = static_cast<std::size_t>(_store->daemonCount());
+  const auto vars = static_cast<std::size_t>(_store->intVarCount());
+  _afcInc = 1;
+  _afc.assign(daemons, 1.0);
+  _varAfc.assign(vars, 0.0);
+  _varStart.assign(vars + 1, 0);
+  _varDaemons.clear();
+  // Variable -> distinct daemons: a daemon on several of a variable's lists
+  // counts once (the stamp marks those already taken).
+  std::vector<std::uint32_t> seen(daemons, 0u);
+  NuvCPDListI* lists[NuvCPIntVarI::kMaxSubscriptionLists];
+  for (std::size_t v = 0; v < vars; ++v) {
+    _varStart[v] = static_cast<std::uint32_t>(_varDaemons.size());
+    const NuvCPIntVarI* x = _store->getIntVar(static_cast<int>(v));
+    if (!x || x->isView()) continue;
+    const auto stamp = static_cast<std::uint32_t>(v + 1);
+    const int n = x->subscriptionLists(lists);
+    for (int i = 0; i < n; ++i)
+      for (const NuvCPDListI* node = lists[i]; node; node = node->next()) {
+        NuvCPDaemonI* d = node->daemon();
+        const auto id = static_cast<std::size_t>(d->identifier());
+        if (id >= daemons || seen[id] == stamp) continue;
+        seen[id] = stamp;
+        _varDaemons.push_back(d);
+      }
+    _varAfc[v] = static_cast<double>(_varDaemons.size() - _varStart[v]);
+  }
+  _varStart[vars] = static_cast<std::uint32_t>(_varDaemons.size());
+  // A view's subscriptions are its variable's.
+  _weightRow.resize(vars);
+  for (std::size_t v = 0; v < vars; ++v) {
+    const NuvCPIntVarI* x = _store->getIntVar(static_cast<int>(v));
+    const NuvCPIntVarI* y = x && x->isView() ? x->getViewedVar() : nullptr;
+    _weightRow[v] = y ? static_cast<std::size_t>(y->getId()) : v;
+  }
+  // Daemon -> variables, the transpose (a counting sort).
+  _daemonStart.assign(daemons + 1, 0);
+  for (const NuvCPDaemonI* d : _varDaemons) ++_daemonStart[static_cast<std::size_t>(d->identifier()) + 1];
+  for (std::size_t i = 0; i < daemons; ++i) _daemonStart[i + 1] += _daemonStart[i];
+  _daemonVars.assign(_varDaemons.size(), 0);
+  std::vector<std::uint32_t> fill(_daemonStart.begin(), _daemonStart.end() - 1);
+  for (std::size_t v = 0; v < vars; ++v)
+    for (std::uint32_t k = _varStart[v]; k < _varStart[v + 1]; ++k)
+      _daemonVars[fill[static_cast<std::size_t>(_varDaemons[k]->identifier())]++] =
+          static_cast<std::uint32_t>(v);
+  // The propagators that watch a variable of a complete phase.
+  std::vector<std::uint8_t> searched(vars, 0);
+  for (const NuvSearchPhase& p : _work)
+    if (p.complete)
+      for (const NuvCPIntVarI* x : p.vars) {
+        const std::size_t v = weightRow(x);
+        if (v < vars) searched[v] = 1;
+      }
+  _watchesSearched.assign(daemons, 0);
+  for (std::size_t v = 0; v < vars; ++v)
+    if (searched[v])
+      for (std::uint32_t k = _varStart[v]; k < _varStart[v + 1]; ++k)
+        _watchesSearched[static_cast<std::size_t>(_varDaemons[k]->identifier())] = 1;
+}
+
+std::size_t NuvSearch::weightRow(const NuvCPIntVarI* x) const {
   const auto id = static_cast<std::size_t>(x->getId());
-  return id < _wdeg.size() ? _wdeg[id] : 0;
+  return id < _weightRow.size() ? _weightRow[id] : _weightRow.size();
+}
+
+double NuvSearch::failureWeight(const NuvCPIntVarI* x) const {
+  const std::size_t v = weightRow(x);
+  if (v + 1 >= _varStart.size()) return 0;  // created after the search began
+  double w = 0;
+  for (std::uint32_t k = _varStart[v]; k < _varStart[v + 1]; ++k) {
+    const NuvCPDaemonI* d = _varDaemons[k];
+    if (d->isEnabled()) w += _afc[static_cast<std::size_t>(d->identifier())];
+  }
+  return w;
+}
+
+double NuvSearch::weightBound(const NuvCPIntVarI* x) const {
+  const std::size_t v = weightRow(x);
+  return v < _varAfc.size() ? _varAfc[v] : 0;
+}
+
+double NuvSearch::failureWeight(const NuvCPDaemonI* d) const {
+  const auto id = static_cast<std::size_t>(d->identifier());
+  return id < _afc.size() ? _afc[id] : 0;
 }
 
 int NuvSearch::degree(const NuvCPIntVarI* x) const {
@@ -189,13 +277,22 @@ NuvCPIntVarI* NuvSearch::selectVar(const NuvSearchPhase& p, Cursor& cursor) {
   if (p.varSelect == NuvVarSelect::InputOrder) return best;
 
   if (p.varSelect == NuvVarSelect::DomWDeg) {
-    // size / (weight + 1), compared without division
-    std::int64_t bestSize = best->getSize(), bestWeight = weight(best) + 1;
+    // The smallest size / weight, compared without division (a weight of
+    // 0 makes the ratio infinite); equal ratios go to the smaller domain,
+    // then to the first in the phase. The weight of every propagator on a
+    // variable, enabled or not, bounds its weight from above and costs
+    // nothing to read: a variable whose ratio under that bound is already
+    // worse than the best is not summed. (The margin keeps rounding, the
+    // bound being summed in another order, from skipping an equal.)
+    double bestSize = best->getSize(), bestWeight = failureWeight(best);
     for (++i; i < n; ++i) {
       NuvCPIntVarI* x = vars[i];
       if (x->isBound()) continue;
-      const std::int64_t size = x->getSize(), w = weight(x) + 1;
-      if (size * bestWeight < bestSize * w) {
+      const double size = x->getSize();
+      if (size * bestWeight > bestSize * weightBound(x) * (1 + 1e-9)) continue;
+      const double w = failureWeight(x);
+      const double lhs = size * bestWeight, rhs = bestSize * w;
+      if (lhs < rhs || (lhs == rhs && size < bestSize)) {
         best = x;
         bestSize = size;
         bestWeight = w;
@@ -293,7 +390,10 @@ bool NuvSearch::select(Choice& c) {
   return false;
 }
 
-int NuvSearch::apply(Op op, NuvCPIntVarI* x, int value) { return applyDecision(_store, op, x, value); }
+int NuvSearch::apply(Op op, NuvCPIntVarI* x, int value) {
+  _store->clearFailedDaemon();
+  return applyDecision(_store, op, x, value);
+}
 
 // ---- the search -------------------------------------------------------------------
 
@@ -319,10 +419,38 @@ void NuvSearch::countNode() {
   if (depth > _stats.peakDepth) _stats.peakDepth = depth;
 }
 
-void NuvSearch::onFailure(const NuvCPIntVarI* x) {
+void NuvSearch::raiseWeight(std::size_t id) {
+  _afc[id] += _afcInc;
+  for (std::uint32_t k = _daemonStart[id]; k < _daemonStart[id + 1]; ++k) _varAfc[_daemonVars[k]] += _afcInc;
+}
+
+void NuvSearch::onFailure() {
   ++_stats.failures;
-  const auto id = static_cast<std::size_t>(x->getId());
-  if (id < _wdeg.size()) ++_wdeg[id];
+  const NuvCPDaemonI* d = _store->failedDaemon();
+  if (!d) return;  // the decision's own narrowing failed: nobody to blame
+  const auto id = static_cast<std::size_t>(d->identifier());
+  if (id >= _afc.size()) return;  // posted during the search: not weighed
+  raiseWeight(id);
+  // A propagator that watches no searched variable (a clause over reified
+  // Booleans) says nothing about the variables the search chooses: its
+  // failure also goes to the propagators of its variables that do watch
+  // one (the reifications that define those Booleans).
+  if (!_watchesSearched[id])
+    for (std::uint32_t k = _daemonStart[id]; k < _daemonStart[id + 1]; ++k) {
+      const std::uint32_t v = _daemonVars[k];
+      for (std::uint32_t j = _varStart[v]; j < _varStart[v + 1]; ++j) {
+        const auto e = static_cast<std::size_t>(_varDaemons[j]->identifier());
+        if (e != id && _watchesSearched[e]) raiseWeight(e);
+      }
+    }
+  // Raising the increment instead of decaying every weight: after k more
+  // failures an old one counts decay^k as much as a new one.
+  _afcInc /= _decay;
+  if (_afcInc > 1e100) {
+    for (double& w : _afc) w *= 1e-100;
+    for (double& w : _varAfc) w *= 1e-100;
+    _afcInc *= 1e-100;
+  }
 }
 
 bool NuvSearch::backtrack(bool afterSolution) {
@@ -340,15 +468,16 @@ bool NuvSearch::backtrack(bool afterSolution) {
     if (limitReached()) return false;
     // The restart re-imposes the objective's bound (the store's hook).
     ++_stats.restarts;
+    _store->clearFailedDaemon();
     if (!_store->restartPropagation()) {
-      ++_stats.failures;
+      onFailure();
       continue;
     }
     const Op right = opposite(c.left);
     _path.push_back(NuvSearchDecision{right, c.var->getId(), c.value, nullptr});
     countNode();
     if (apply(right, c.var, c.value) != NuvCPFailure) return true;
-    onFailure(c.var);
+    onFailure();
   }
   return false;
 }
@@ -394,7 +523,6 @@ NuvSearch::Outcome NuvSearch::solve(const NuvSearchLimits& limits,
   _lastPath.clear();
   const std::uint32_t propagationsBefore = _store->propagationCount();
   const auto varCount = static_cast<std::size_t>(_store->intVarCount());
-  _wdeg.assign(varCount, 0);
   _solutionMin.assign(varCount, 0);
   _solutionMax.assign(varCount, -1);
 
@@ -412,7 +540,7 @@ NuvSearch::Outcome NuvSearch::solve(const NuvSearchLimits& limits,
     }
   if (_phases.empty()) {
     NuvSearchPhase all;
-    all.varSelect = NuvVarSelect::FirstFail;
+    all.varSelect = NuvVarSelect::DomWDeg;
     for (std::size_t i = 0; i < varCount; ++i) {
       NuvCPIntVarI* x = _store->getIntVar(static_cast<int>(i));
       if (x && !x->isView()) all.vars.push_back(x);
@@ -434,6 +562,9 @@ NuvSearch::Outcome NuvSearch::solve(const NuvSearchLimits& limits,
   if (!hookOnly)
     for (const NuvSearchPhase& p : _phases)
       if (!p.complete) _work.push_back(p);
+
+  // After the objective's hook: it weighs too.
+  buildWeights();
 
   // A choice point of the search's own, so that right branches taken at the
   // top level are undone too and the store ends as it started.
@@ -513,7 +644,7 @@ NuvSearch::Outcome NuvSearch::solve(const NuvSearchLimits& limits,
       _path.push_back(NuvSearchDecision{c.left, c.var->getId(), c.value, nullptr});
       countNode();
       if (apply(c.left, c.var, c.value) == NuvCPFailure) {
-        onFailure(c.var);
+        onFailure();
         alive = backtrack();
       }
     }

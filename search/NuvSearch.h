@@ -25,6 +25,7 @@
 
 #include "host/NuvTrail.h"
 
+class NuvCPDaemonI;
 class NuvCPIntVarI;
 class NuvCPManagerI;
 class NuvCPObjectiveI;
@@ -40,7 +41,9 @@ enum class NuvVarSelect {
   Occurrence,       // most constraints
   MostConstrained,  // smallest domain, ties by most constraints
   MaxRegret,        // largest gap between the two smallest values
-  DomWDeg,          // smallest domain / failure weight
+  // Smallest domain size / failure weight (see NuvSearch::failureWeight);
+  // equal ratios go to the smaller domain, then to the first in the phase.
+  DomWDeg,
 };
 
 enum class NuvValSelect {
@@ -137,7 +140,7 @@ class NuvSearch {
   // first phase that holds it. Variables no phase covers stay as
   // propagation leaves them.
   // Without any phase the search labels every integer variable of the store
-  // (views excepted), smallest domain first, smallest value first.
+  // (views excepted) by dom/wdeg, smallest value first.
   void addPhase(NuvSearchPhase phase);
   // How often each variable occurs in constraints (for occurrence and
   // most_constrained); variables absent count 0.
@@ -148,6 +151,28 @@ class NuvSearch {
   // Without this call an objective the store already has is used.
   void setObjective(NuvCPIntVarI* x, bool maximize);
   void setSeed(std::uint64_t seed) { _rng.seed(seed); }
+  // dom/wdeg's failure weights (NuvVarSelect::DomWDeg, the default).
+  // Every propagator the store holds when solve() starts weighs 1. When a
+  // decision (or the restart after a backtrack) fails, the store names the
+  // daemon whose run failed, and its weight grows by an increment that is
+  // itself multiplied by 1 / decay at each failure: a failure k failures ago
+  // counts decay^k as much as the latest one (decay 1: plain failure
+  // counts). A propagator that watches no variable of a complete phase (a
+  // clause over introduced Booleans) tells nothing about the variables
+  // searched: its failure also raises, by the same increment, those
+  // propagators on its variables that do watch one (the reifications that
+  // define the Booleans). Weights survive backtracking by design and last
+  // until the next solve(); they are rescaled together long before they
+  // could overflow. A variable's weight is the sum over the distinct
+  // propagators on its subscription lists at the start of the search that
+  // are still enabled (not entailed) at the current node; a view weighs as
+  // its variable. Propagators posted during the search do not weigh, nor do
+  // variables created during it (weight 0: chosen last). No randomness: the
+  // same model and phases give the same tree, whatever the seed. The decay
+  // is taken in (0, 1] (default 0.95); anything else means 1.
+  void setWeightDecay(double decay);
+  double failureWeight(const NuvCPIntVarI* x) const;
+  double failureWeight(const NuvCPDaemonI* d) const;
   // Searches only the subtree below `root` (a path from split() or from
   // lastPath()); the root's steps are never undone by the search.
   void setRoot(NuvSearchPath root) { _root = std::move(root); }
@@ -221,9 +246,14 @@ class NuvSearch {
   bool backtrack(bool afterSolution = false);
   bool limitReached();
   void countNode();
-  void onFailure(const NuvCPIntVarI* x);
+  // Counts a failure and raises the weight of the daemon the store blames.
+  void onFailure();
+  void buildWeights();
+  void raiseWeight(std::size_t daemon);
+  // An upper bound of failureWeight(x), read in constant time.
+  double weightBound(const NuvCPIntVarI* x) const;
+  std::size_t weightRow(const NuvCPIntVarI* x) const;
   void keepSolution();
-  int weight(const NuvCPIntVarI* x) const;
   int degree(const NuvCPIntVarI* x) const;
 
   NuvCPManagerI* _store;
@@ -238,7 +268,21 @@ class NuvSearch {
   NuvSearchPath _lastPath;
   NuvSearchPath _root;
   std::vector<int> _degree;  // by variable id
-  std::vector<int> _wdeg;    // by variable id: failures under a choice on it
+  // dom/wdeg (built by buildWeights at each solve): the weights by daemon
+  // identifier, the current increment and the decay; each variable's
+  // distinct daemons (_varDaemons[_varStart[v] .. _varStart[v + 1]]) and the
+  // transpose, each daemon's variables; and each variable's weight over all
+  // its daemons, enabled or not, kept up to date at each failure.
+  std::vector<double> _afc;
+  double _afcInc = 1;
+  double _decay = 0.95;
+  std::vector<std::uint32_t> _varStart;
+  std::vector<NuvCPDaemonI*> _varDaemons;
+  std::vector<std::uint32_t> _daemonStart;
+  std::vector<std::uint32_t> _daemonVars;
+  std::vector<double> _varAfc;
+  std::vector<std::size_t> _weightRow;  // by variable id: whose daemons count
+  std::vector<std::uint8_t> _watchesSearched;  // by daemon: on a complete phase's variable
   std::vector<int> _solutionMin;  // the last solution, by variable id
   std::vector<int> _solutionMax;
   NuvCPIntVarI* _objective = nullptr;

@@ -5,10 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdint>
 #include <fstream>
+#include <map>
 #include <set>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "fzn/FznOptions.h"
@@ -132,6 +135,122 @@ TEST(FznSolve, OptimisationWithIntroducedVariablesFindsTheOptimum) {
   ASSERT_FALSE(improving.solutions.empty());
   EXPECT_EQ(improving.solutions.back(), "x = 2;\no = 4;\n");
   EXPECT_EQ(distinct(improving), improving.solutions.size());
+}
+
+// The Schur-number model as MiniZinc's standard library flattens it: colour
+// 1..n with k colours, no colour class holding a, b and a + b; one reified
+// x[i] != x[j] per pair, shared between the clauses that use it.
+std::string schurFzn(int n, int k, const std::string& search = "") {
+  std::ostringstream vars, cons;
+  std::map<std::pair<int, int>, std::string> differ;
+  auto ne = [&](int i, int j) {
+    auto [it, fresh] = differ.emplace(std::make_pair(i, j), "d" + std::to_string(differ.size()));
+    if (fresh) {
+      vars << "var bool: " << it->second << " :: var_is_introduced :: is_defined_var;\n";
+      cons << "constraint int_lin_ne_reif([1,-1],[x" << i << ",x" << j << "],0," << it->second
+           << ") :: defines_var(" << it->second << ");\n";
+    }
+    return it->second;
+  };
+  std::ostringstream clauses;
+  for (int a = 1; a <= n; ++a)
+    for (int b = a; a + b <= n; ++b) {
+      if (a == b)
+        clauses << "constraint int_lin_ne([1,-1],[x" << a << ",x" << 2 * a << "],0);\n";
+      else
+        clauses << "constraint array_bool_or([" << ne(a, b) << "," << ne(a, a + b) << "],true);\n";
+    }
+  std::ostringstream fzn;
+  for (int i = 1; i <= n; ++i) fzn << "var 1.." << k << ": x" << i << ";\n";
+  fzn << vars.str() << "array [1.." << n << "] of var int: x :: output_array([1.." << n << "]) = [";
+  for (int i = 1; i <= n; ++i) fzn << (i > 1 ? "," : "") << "x" << i;
+  fzn << "];\n" << clauses.str() << cons.str() << "solve " << search << " satisfy;\n";
+  return fzn.str();
+}
+
+// The colours printed as "x = array1d(1..n, [c1,...,cn]);".
+std::vector<int> colours(const std::string& solution) {
+  std::vector<int> out;
+  std::istringstream in(solution.substr(solution.find('[') + 1));
+  int c;
+  char sep;
+  while (in >> c) {
+    out.push_back(c);
+    if (!(in >> sep) || sep != ',') break;
+  }
+  return out;
+}
+
+std::int64_t nodes(const std::string& fzn, std::vector<std::string> args) {
+  const std::string path = ::testing::TempDir() + "fzn_solve_nodes.fzn";
+  {
+    std::ofstream f(path);
+    f << fzn;
+  }
+  args.insert(args.begin(), "-s");
+  args.push_back(path);
+  std::ostringstream out, err;
+  EXPECT_EQ(fznRun(fznParseOptions(args), out, err), 0) << err.str();
+  std::remove(path.c_str());
+  const std::string text = out.str();
+  const std::size_t at = text.find("nodes=");
+  return at == std::string::npos ? -1 : std::stoll(text.substr(at + 6));
+}
+
+TEST(FznSolve, TheDefaultSearchSolvesSchurInstancesWithinANodeLimit) {
+  struct Case {
+    int n, k;
+    const char* limit;
+    bool sat;
+  };
+  // Limits about ten times what the default needs today (7, 1738 and 334
+  // nodes). Failures here mostly land in the clauses, which watch only the
+  // introduced Booleans: without passing them on to the reifications, 38
+  // took more than 700,000 nodes.
+  for (const Case& c : {Case{13, 3, "100", true}, Case{38, 4, "20000", true}, Case{14, 3, "5000", false}}) {
+    SCOPED_TRACE(std::to_string(c.n) + " with " + std::to_string(c.k) + " colours");
+    Output r = solve(schurFzn(c.n, c.k), {"--nodes", c.limit});
+    if (!c.sat) {
+      EXPECT_TRUE(r.solutions.empty());
+      EXPECT_EQ(r.status, "=====UNSATISFIABLE=====");
+      continue;
+    }
+    ASSERT_EQ(r.solutions.size(), 1u) << r.status;
+    const std::vector<int> x = colours(r.solutions[0]);
+    ASSERT_EQ(x.size(), static_cast<std::size_t>(c.n));
+    for (int a = 1; a <= c.n; ++a) {
+      EXPECT_TRUE(x[a - 1] >= 1 && x[a - 1] <= c.k);
+      for (int b = a; a + b <= c.n; ++b)
+        EXPECT_FALSE(x[a - 1] == x[b - 1] && x[b - 1] == x[a + b - 1]) << a << " + " << b;
+    }
+  }
+}
+
+TEST(FznSolve, DomWDegFindsAnUnsatisfiableCoreThatFirstFailRevisits) {
+  // Fourteen variables over 1..2, no two neighbours both 2 (610 ways), and
+  // four pigeons in three holes. Both kinds start at size / weight 1 and
+  // the smaller domains go first: first_fail keeps labelling them first and
+  // refutes the pigeons again under each of their assignments; dom/wdeg
+  // learns after a few failures that the pigeons are the problem.
+  std::ostringstream fzn;
+  const int free = 14;
+  for (int i = 0; i < free; ++i) fzn << "var 1..2: f" << i << " :: output_var;\n";
+  for (int i = 0; i < 4; ++i) fzn << "var 1..3: p" << i << " :: output_var;\n";
+  for (int i = 0; i + 1 < free; ++i)
+    fzn << "constraint int_lin_le([1,1],[f" << i << ",f" << i + 1 << "],3);\n";
+  for (int i = 0; i < 4; ++i)
+    for (int j = i + 1; j < 4; ++j) fzn << "constraint int_ne(p" << i << ", p" << j << ");\n";
+  const std::string model = fzn.str();
+  std::string all = "[";
+  for (int i = 0; i < free; ++i) all += "f" + std::to_string(i) + ",";
+  all += "p0,p1,p2,p3]";
+  const std::int64_t domWDeg = nodes(model + "solve satisfy;\n", {});
+  const std::int64_t annotated = nodes(model + "solve :: int_search(" + all + ", dom_w_deg, indomain_min, complete) satisfy;\n", {});
+  const std::int64_t firstFail = nodes(model + "solve :: int_search(" + all + ", first_fail, indomain_min, complete) satisfy;\n", {});
+  EXPECT_EQ(solve(model + "solve satisfy;\n", {}).status, "=====UNSATISFIABLE=====");
+  EXPECT_LT(domWDeg, 200);
+  EXPECT_EQ(annotated, domWDeg);
+  EXPECT_GT(firstFail, 10 * domWDeg);
 }
 
 }  // namespace
