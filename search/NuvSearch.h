@@ -169,7 +169,7 @@ class NuvSearch {
   // its variable. Propagators posted during the search do not weigh, nor do
   // variables created during it (weight 0: chosen last). No randomness: the
   // same model and phases give the same tree, whatever the seed. The decay
-  // is taken in (0, 1] (default 0.95); anything else means 1.
+  // is taken in (0, 1] (default 0.99); anything else means 1.
   void setWeightDecay(double decay);
   double failureWeight(const NuvCPIntVarI* x) const;
   double failureWeight(const NuvCPDaemonI* d) const;
@@ -275,7 +275,7 @@ class NuvSearch {
   // its daemons, enabled or not, kept up to date at each failure.
   std::vector<double> _afc;
   double _afcInc = 1;
-  double _decay = 0.95;
+  double _decay = 0.99;
   std::vector<std::uint32_t> _varStart;
   std::vector<NuvCPDaemonI*> _varDaemons;
   std::vector<std::uint32_t> _daemonStart;
