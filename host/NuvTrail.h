@@ -70,10 +70,17 @@ class NuvTrailI {
   void advanceStamp();
 
  private:
+  // Sixteen bytes: the word's size (1, 2, 4 or 8) rides in the top byte of
+  // its address, which user-space addresses never use on the 64-bit
+  // platforms we build for (below 2^56 even with five-level paging). A
+  // search that takes many right branches at one level keeps an entry per
+  // branch, so the size of an entry is the size of the trail.
+  static_assert(sizeof(void*) == 8, "the trail packs a size into a 64-bit address");
+  static constexpr int kSizeShift = 56;
+  static constexpr std::uint64_t kAddressMask = (std::uint64_t{1} << kSizeShift) - 1;
   struct Entry {
-    void* address;
+    std::uint64_t word;  // address | size << kSizeShift
     std::uint64_t bits;
-    std::uint32_t size;
   };
   // The size is known at compile time, so the copy is a single load; this
   // runs on every first write of a word in a choice point.
@@ -83,9 +90,8 @@ class NuvTrailI {
     if (_marks.empty()) return;
     if (_size == _capacity) grow();
     Entry& e = _entries[_size++];
-    e.address = address;
+    e.word = reinterpret_cast<std::uint64_t>(address) | std::uint64_t{sizeof(T)} << kSizeShift;
     e.bits = 0;
-    e.size = sizeof(T);
     std::memcpy(&e.bits, address, sizeof(T));
   }
   void nextStamp();

@@ -30,10 +30,12 @@ void NuvTrailI::pop() {
   _marks.pop_back();
   while (_size > mark) {
     const Entry& e = _entries[_size - 1];
-    switch (e.size) {
-      case 4: std::memcpy(e.address, &e.bits, 4); break;
-      case 8: std::memcpy(e.address, &e.bits, 8); break;
-      default: std::memcpy(e.address, &e.bits, e.size); break;
+    void* const address = reinterpret_cast<void*>(e.word & kAddressMask);
+    switch (e.word >> kSizeShift) {
+      case 4: std::memcpy(address, &e.bits, 4); break;
+      case 8: std::memcpy(address, &e.bits, 8); break;
+      case 2: std::memcpy(address, &e.bits, 2); break;
+      default: std::memcpy(address, &e.bits, 1); break;
     }
     --_size;
   }
