@@ -1,6 +1,7 @@
 #include "fd/NuvCPBoolVarI.h"
 
 #include <ostream>
+#include <vector>
 
 #include "fd/NuvCPManagerI.h"
 #include "host/PimArchiver.h"
@@ -165,12 +166,13 @@ bool nuvCPCompactLists(NuvCPManagerI* store) {
   if (store->trail()->depth() != 0) return false;
   std::vector<NuvCPDListI*> scratch;
   bool done = true;
+  NuvCPListHead* lists[NuvCPIntVarI::kMaxSubscriptionLists];
   for (int i = 0; i < store->intVarCount(); ++i) {
     NuvCPIntVarI* x = store->getIntVar(i);
-    if (auto* c = dynamic_cast<NuvCPCIntVarI*>(x))
-      done = c->compactLists(scratch) && done;
-    else if (auto* b = dynamic_cast<NuvCPBoolVarI*>(x))
-      done = b->compactLists(scratch) && done;
+    if (!x || x->isView()) continue;  // a view's lists are its variable's
+    const int n = x->subscriptionLists(lists);
+    PimAllocator* const a = x->allocator();
+    for (int k = 0; a && k < n; ++k) done = lists[k]->compact(a, scratch) && done;
   }
   return done;
 }

@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <iosfwd>
-#include <vector>
 
 #include <sigc++/sigc++.h>
 
@@ -64,10 +63,10 @@ class NuvCPBoolVarI : public NuvCPIntVarI {
   // Rebuilds the variable in place as a NuvWatchedCPBoolVarI.
   void becomeWatched() override;
   bool isView() const override { return false; }
-  int subscriptionLists(NuvCPDListI** out) const override {
-    out[0] = _changes.head;
-    out[1] = _ac5Value.head;
-    out[2] = _ac5Bind.head;
+  int subscriptionLists(NuvCPListHead** out) override {
+    out[0] = &_changes;
+    out[1] = &_ac5Value;
+    out[2] = &_ac5Bind;
     return 3;
   }
 
@@ -133,16 +132,6 @@ class NuvCPBoolVarI : public NuvCPIntVarI {
  private:
   NuvTrailI* trail() const;
   void push(NuvCPListHead& l, NuvCPDaemonI* p) { l.add<NuvCPDListI>(allocator(), trail(), p); }
-
- public:
-  // Lays each of its lists out in one block (NuvCPListHead::compact); false
-  // when the allocator refused.
-  bool compactLists(std::vector<NuvCPDListI*>& scratch) {
-    return _changes.compact(allocator(), scratch) && _ac5Value.compact(allocator(), scratch) &&
-           _ac5Bind.compact(allocator(), scratch);
-  }
-
- private:
 
   std::int32_t _state = 3;  // trailed
   PimStamp _stateStamp;

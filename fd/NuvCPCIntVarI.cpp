@@ -592,10 +592,3 @@ NuvCPIntVarSnapshotI* NuvCPCIntVarI::makeSnapshot(PimAllocator* a) {
   NuvCPDomainI* copy = _domain ? _domain->clone() : nullptr;
   return pimCreate<NuvCPIntVarSnapshotI>(a, a, getId(), _min, _max, _size, copy);
 }
-
-bool NuvCPCIntVarI::compactLists(std::vector<NuvCPDListI*>& scratch) {
-  for (NuvCPListHead* l : {&_minList, &_maxList, &_boundsList, &_bindList, &_ac5Value, &_ac5Min,
-                           &_ac5Max, &_ac5Bounds, &_ac5Bind, &_domainList})
-    if (!l->compact(allocator(), scratch)) return false;
-  return true;
-}

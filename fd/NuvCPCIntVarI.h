@@ -109,9 +109,6 @@ class NuvCPCIntVarI : public NuvCPIntVarI {
 
   std::size_t classSize() const override { return sizeof(NuvCPCIntVarI); }
   void mark(PimMarker& m) override;
-  // Lays each of its lists out in one block (NuvCPListHead::compact); false
-  // when the allocator refused.
-  bool compactLists(std::vector<NuvCPDListI*>& scratch);
   void print(std::ostream& os) const override;
 
   NuvCPIntVarSnapshotI* makeSnapshot(PimAllocator* allocator) override;
@@ -191,12 +188,12 @@ class NuvCPCIntVarI : public NuvCPIntVarI {
   NuvCPDomainI* getDomain() const override { return _domain; }
   void domainIterator(NuvCPDomainIterator& it) const override;
   bool isRemoved(int v) const override;
-  int subscriptionLists(NuvCPDListI** out) const override {
-    const NuvCPListHead* lists[] = {&_minList,  &_maxList,  &_boundsList, &_bindList,  &_ac5Value,
-                                    &_ac5Min,   &_ac5Max,   &_ac5Bounds,  &_ac5Bind,   &_domainList};
+  int subscriptionLists(NuvCPListHead** out) override {
+    NuvCPListHead* lists[] = {&_minList, &_maxList, &_boundsList, &_bindList, &_ac5Value,
+                              &_ac5Min,  &_ac5Max,  &_ac5Bounds,  &_ac5Bind,  &_domainList};
     static_assert(sizeof(lists) / sizeof(lists[0]) <= kMaxSubscriptionLists);
     int n = 0;
-    for (const NuvCPListHead* l : lists) out[n++] = l->head;
+    for (NuvCPListHead* l : lists) out[n++] = l;
     return n;
   }
 

@@ -17,6 +17,7 @@
 
 class NuvCPManagerI;
 class NuvCPDaemonI;
+struct NuvCPListHead;
 class NuvCPDListI;
 class NuvCPDomainI;
 class NuvCPIntVarSnapshotI;
@@ -129,13 +130,13 @@ class NuvCPIntVarI : public PimDataI {
   // twice of the same removal. The base answers "not a member any more".
   virtual bool isRemoved(int v) const { return !member(v); }
 
-  // 64. The heads of the variable's subscription lists, propagator and event
-  // lists alike (some may be null), for walks over the daemons that watch it,
-  // such as the search's failure weights; a daemon may sit on several. Writes
-  // at most kMaxSubscriptionLists heads to `out` and answers how many. A view
-  // answers its variable's.
+  // 64. The variable's subscription lists, propagator and event lists alike
+  // (some may be empty), for walks over the daemons that watch it (the
+  // search's failure weights) and for laying them out (nuvCPCompactLists);
+  // a daemon may sit on several. Writes at most kMaxSubscriptionLists list
+  // heads to `out` and answers how many. A view answers its variable's.
   static constexpr int kMaxSubscriptionLists = 10;
-  virtual int subscriptionLists(NuvCPDListI** /*out*/) const { return 0; }
+  virtual int subscriptionLists(NuvCPListHead** /*out*/) { return 0; }
 
  private:
   NuvCPManagerI* _solver;

@@ -108,7 +108,7 @@ class NuvCPViewIntVarI : public NuvCPIntVarI {
     _y->setDisequalityWatcher(b, sub(v));
   }
   bool isRemoved(int v) const override { return _y->isRemoved(sub(v)); }
-  int subscriptionLists(NuvCPDListI** out) const override { return _y->subscriptionLists(out); }
+  int subscriptionLists(NuvCPListHead** out) override { return _y->subscriptionLists(out); }
   NuvCPDomainI* getDomain() const override { return _y->getDomain(); }
   // y's walk with its base moved by c, so that the values it yields are the
   // view's.

@@ -161,15 +161,15 @@ void NuvSearch::buildWeights() {
   // Variable -> distinct daemons: a daemon on several of a variable's lists
   // counts once (the stamp marks those already taken).
   std::vector<std::uint32_t> seen(daemons, 0u);
-  NuvCPDListI* lists[NuvCPIntVarI::kMaxSubscriptionLists];
+  NuvCPListHead* lists[NuvCPIntVarI::kMaxSubscriptionLists];
   for (std::size_t v = 0; v < vars; ++v) {
     _varStart[v] = static_cast<std::uint32_t>(_varDaemons.size());
-    const NuvCPIntVarI* x = _store->getIntVar(static_cast<int>(v));
+    NuvCPIntVarI* x = _store->getIntVar(static_cast<int>(v));
     if (!x || x->isView()) continue;
     const auto stamp = static_cast<std::uint32_t>(v + 1);
     const int n = x->subscriptionLists(lists);
     for (int i = 0; i < n; ++i)
-      for (const NuvCPDListI* node = lists[i]; node; node = node->next()) {
+      for (const NuvCPDListI* node = lists[i]->head; node; node = node->next()) {
         NuvCPDaemonI* d = node->daemon();
         const auto id = static_cast<std::size_t>(d->identifier());
         if (id >= daemons || seen[id] == stamp) continue;
