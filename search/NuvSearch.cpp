@@ -459,6 +459,19 @@ bool NuvSearch::backtrack(bool afterSolution) {
     _stack.pop_back();
     _trail->pop();
     _path.resize(c.pathSize);  // shrinks: no allocation
+    // Back at the choice, x != v with v at a bound of x is a bound
+    // decision, and consecutive bound decisions on one variable keep only
+    // the tightest: branch and bound takes millions of right branches at
+    // one level, and the path would otherwise hold each of them. (The
+    // bounds are read before the restart narrows them.)
+    Op right = opposite(c.left);
+    int value = c.value;
+    if (right == Op::Diff && value == c.var->getMin()) {
+      right = Op::Greater;
+    } else if (right == Op::Diff && value == c.var->getMax()) {
+      right = Op::LessEq;
+      --value;
+    }
     if (c.delegated) continue;  // another worker owns the right branch
     // The solution just found completed this choice's complete-phase
     // assignment; its other completions are not other answers. Completion
@@ -473,10 +486,16 @@ bool NuvSearch::backtrack(bool afterSolution) {
       onFailure();
       continue;
     }
-    const Op right = opposite(c.left);
-    _path.push_back(NuvSearchDecision{right, c.var->getId(), c.value, nullptr});
+    const std::int32_t id = c.var->getId();
+    NuvSearchDecision* last = _path.empty() ? nullptr : &_path.back();
+    if (last && last->var == id && last->op == right && right == Op::Greater && last->value <= value)
+      last->value = value;
+    else if (last && last->var == id && last->op == right && right == Op::LessEq && last->value >= value)
+      last->value = value;
+    else
+      _path.push_back(NuvSearchDecision{right, id, value, nullptr});
     countNode();
-    if (apply(right, c.var, c.value) != NuvCPFailure) return true;
+    if (apply(right, c.var, value) != NuvCPFailure) return true;
     onFailure();
   }
   return false;

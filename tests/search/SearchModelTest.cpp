@@ -312,6 +312,42 @@ TEST(SearchModelTest, StopFlagKeepsTheBestSolutionAndItsPathReplays) {
   EXPECT_LE(search.lastPath().size(), static_cast<std::size_t>(in.store.intVarCount()));
 }
 
+TEST(SearchModelTest, BranchAndBoundPathStaysShortAndReplays) {
+  // Maximise x + y, smallest values first: 998 improving solutions, each
+  // reached by a right branch at the level of the previous one. The path
+  // keeps the tightest bound per variable, so it stays as short as the
+  // number of levels, and with the objective's bound it still leads to the
+  // node it describes.
+  Instance in;
+  NuvCPIntVarI* x = in.var(1, 500);
+  NuvCPIntVarI* y = in.var(1, 500);
+  NuvCPIntVarI* sum = in.var(2, 1000);
+  in.post<Sum3>(x, y, sum);
+  NuvSearch search(&in.store, &in.trail);
+  search.addPhase({{x, y}, NuvVarSelect::InputOrder, NuvValSelect::Min});
+  search.setObjective(sum, true);
+  int solutions = 0;
+  std::size_t longest = 0;
+  search.solve({}, [&] {
+    longest = std::max(longest, search.path().size());
+    if (++solutions % 97 == 0) {
+      Instance other;
+      NuvCPIntVarI* x2 = other.var(1, 500);
+      NuvCPIntVarI* y2 = other.var(1, 500);
+      NuvCPIntVarI* sum2 = other.var(2, 1000);
+      other.post<Sum3>(x2, y2, sum2);
+      // The objective's bound is the store's, not the path's.
+      EXPECT_NE(other.store.gthen(sum2, sum->getMin() - 1), NuvCPFailure);
+      EXPECT_NE(nuvSearchReplay(&other.store, search.path()), NuvCPFailure);
+      EXPECT_EQ(other.values(), in.values());
+    }
+    return true;
+  });
+  EXPECT_EQ(solutions, 999);
+  EXPECT_EQ(sum->getMin(), 2);  // back at the root
+  EXPECT_LE(longest, 4u);
+}
+
 TEST(SearchModelTest, NodeFailureTimeAndSolutionLimits) {
   Instance in;
   queens(in, 13);  // 73712 solutions: far more than any limit lets through
