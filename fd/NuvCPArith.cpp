@@ -47,10 +47,19 @@ class NuvCPArith : public NuvCPCstr {
       if (rt.argIsNull(0)) throw PimNullPointerError(rt.source(), "expr(null)");
       const std::string op = rt.argString(0);
       if (op == "abs") {
-        if (nargs != 3) NuvCPCstr::init(rt, nargs);
-        NuvCPArgs a(rt, "abs", {"string", kInt, kInt});
-        _x = a.intVar(1);
-        _z = a.intVar(2);
+        // An optional fourth argument chooses the reasoning: 0 bounds (and
+        // the gap around 0), 1 domain; without it, domain while cheap.
+        if (nargs != 3 && nargs != 4) NuvCPCstr::init(rt, nargs);
+        if (nargs == 3) {
+          NuvCPArgs a(rt, "abs", {"string", kInt, kInt});
+          _x = a.intVar(1);
+          _z = a.intVar(2);
+        } else {
+          NuvCPArgs a(rt, "abs", {"string", kInt, kInt, "int"});
+          _x = a.intVar(1);
+          _z = a.intVar(2);
+          _absWalk = a.intValue(3) ? NuvCPAbsI::kDomainWalk : 0;
+        }
         _kind = Kind::Abs;
       } else if (op == "minimum" || op == "maximum") {
         if (nargs != 3) NuvCPCstr::init(rt, nargs);
@@ -94,7 +103,7 @@ class NuvCPArith : public NuvCPCstr {
         NuvCPIntVarI* vars[3] = {_x, _y, _z};
         return nuvCPNew<NuvCPLinearEquationI>(al, s, 3, coefs, vars, 0);
       }
-      case Kind::Abs: return nuvCPNew<NuvCPAbsI>(al, s, _x, _z);
+      case Kind::Abs: return nuvCPNew<NuvCPAbsI>(al, s, _x, _z, _absWalk);
       case Kind::Function: {
         // min and max reason on bounds, like the array forms: enumerating
         // pairs of values costs the product of the domain sizes per run,
@@ -125,6 +134,7 @@ class NuvCPArith : public NuvCPCstr {
  private:
   Kind _kind = Kind::Mult;
   NuvCPBinaryFunctionI::Op _op = NuvCPBinaryFunctionI::Op::Div;
+  std::int64_t _absWalk = NuvCPAbsI::kWalk;  // abs: |x| + |y| up to which values are walked
   NuvCPIntVarI* _x = nullptr;
   NuvCPIntVarI* _y = nullptr;
   NuvCPIntVarI* _z = nullptr;

@@ -773,7 +773,10 @@ void FznBuilder::intTimes(const FznConstraint& c) {
 void FznBuilder::intDiv(const FznConstraint& c) { function("div", c); }
 void FznBuilder::intMod(const FznConstraint& c) { function("mod", c); }
 void FznBuilder::intAbs(const FznConstraint& c) {
-  post("CP$CExpr", {RavValue("abs"), RavValue(var(c.args[0])), RavValue(var(c.args[1]))});
+  // Bounds reasoning (and the gap around 0) unless ::domain asks for more.
+  const bool domain = _m.findAnnotation(c.annotations, "domain") != nullptr;
+  post("CP$CExpr", {RavValue("abs"), RavValue(var(c.args[0])), RavValue(var(c.args[1])),
+                    RavValue(domain ? 1 : 0)});
 }
 void FznBuilder::intMin(const FznConstraint& c) { function("min", c); }
 void FznBuilder::intMax(const FznConstraint& c) { function("max", c); }
