@@ -136,6 +136,7 @@ class NuvCPElementVarBCI : public NuvCPCstrI {
   NuvCPIntVarI** _vars;
   NuvCPIntVarI* _z;
   NuvCPIntVarI* _x;
+  bool _allConcrete = true;  // constant: every entry a NuvCPCIntVarI
 };
 
 // z == vars[x], domain consistent: an index stays only while its variable
