@@ -20,6 +20,7 @@
 #include "fd/NuvCPObjectiveI.h"
 #include "fd/NuvCPRelation.h"
 #include "fd/NuvCPSolutionI.h"
+#include "fd/NuvCPTimeTable.h"
 #include "fd/NuvCPRelationI.h"
 #include "host/Rav.h"
 
@@ -120,7 +121,7 @@ const ClassRow kClasses[] = {
     {"CP$Deviation", unavailable},
     {"CP$Spread", unavailable},
     {"CP$TimeTable", unavailable},
-    {"CP$TimeTableCstr", unavailable},
+    {"CP$TimeTableCstr", nuvCPTimeTableFactory},
     {"CP$TimeTableCapCstr", unavailable},
     {"CP$TimeTableCapOptionalCstr", unavailable},
     {"CP$TimeTableMinCstr", unavailable},

@@ -72,6 +72,7 @@ FznBuilder::FznBuilder(const FznModel& model, RavRuntime& rt, NuvNativeObject* s
       {"array_int_element", {&B::arrayIntElement, {IV, IA, IV}}},
       {"array_bool_element", {&B::arrayIntElement, {IV, BA, BV}}},
       {"array_var_int_element", {&B::arrayVarIntElement, {IV, IVA, IV}}},
+      {"fzn_cumulative", {&B::cumulative, {IVA, IVA, IVA, IV}}},
       {"array_var_bool_element", {&B::arrayVarIntElement, {IV, BVA, BV}}},
       {"array_bool_and", {&B::arrayBoolAnd, {BVA, BV}}},
       {"array_bool_or", {&B::arrayBoolOr, {BVA, BV}}},
@@ -818,6 +819,15 @@ void FznBuilder::arrayVarIntElement(const FznConstraint& c) {
   }
   post("CP$ElementVar",
        {RavValue(var(c.args[0])), RavValue(vars(c.args[1])), RavValue(var(c.args[2]))});
+}
+
+// A cumulative resource: time-tabling over the tasks (durations and demands
+// are non-negative, as MiniZinc's cumulative asserts before it gets here).
+// Arrays of different sizes are refused by the native class, with the
+// constraint's position.
+void FznBuilder::cumulative(const FznConstraint& c) {
+  post("CP$TimeTableCstr", {RavValue(vars(c.args[0])), RavValue(vars(c.args[1])),
+                            RavValue(vars(c.args[2])), RavValue(var(c.args[3]))});
 }
 
 // ---- Boolean ------------------------------------------------------------------------
