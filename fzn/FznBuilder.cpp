@@ -1075,8 +1075,7 @@ void FznBuilder::collectDecisionVars() {
   if (_failed) return;  // no search follows
   for (const FznDecl& d : _m.decls) {
     if (!d.isVar() || d.isArray()) continue;
-    const bool printed = _m.findAnnotation(d.annotations, "output_var") != nullptr;
-    if (!printed && _m.findAnnotation(d.annotations, "var_is_introduced")) continue;
+    if (!_m.findAnnotation(d.annotations, "output_var")) continue;
     FznExpr self;
     self.kind = FznExprKind::Ident;
     self.symbol = d.symbol;

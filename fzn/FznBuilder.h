@@ -62,10 +62,10 @@ class FznBuilder {
   // Every variable created for the model, in declaration order (the default
   // search's scope).
   const std::vector<NuvCPIntVarI*>& modelVars() const { return _modelVars; }
-  // The variables whose values tell solutions apart: the printed ones and
-  // those the model declares without var_is_introduced, in declaration
-  // order (a variable may appear twice). The other model variables were
-  // introduced by flattening: any consistent value of theirs will do.
+  // The variables whose values tell solutions apart: the printed ones, in
+  // declaration order (a variable may appear twice). Any consistent value
+  // of the others will do: -a prints each assignment of the printed
+  // variables once, as MiniZinc defines a model's solutions by its output.
   const std::vector<NuvCPIntVarI*>& decisionVars() const { return _decisionVars; }
   // The objective variable (null for satisfaction problems).
   NuvCPIntVarI* objective() const { return _objective; }

@@ -72,10 +72,11 @@ TEST(FznSolve, IntroducedVariablesAreCompletedNotEnumerated) {
   EXPECT_EQ(free.status, "==========");
 }
 
-TEST(FznSolve, WhatIsPrintedOrDeclaredIsSearchedInFull) {
-  // z is the model's own (no var_is_introduced) though not printed: its
-  // values are answers of their own. t is introduced but printed through
-  // an array: searched in full too. u is introduced and only completed.
+TEST(FznSolve, WhatIsPrintedIsSearchedInFullAndPrintedOnce) {
+  // A model's solutions are told apart by what it prints. t is introduced
+  // but printed through an array: searched in full. z (the model's own) and
+  // u (introduced) are not printed: only completed, so that no assignment
+  // of x and t is printed twice. Without anything printed, one solution.
   const char* fzn =
       "var 1..2: x :: output_var;\n"
       "var 1..2: z;\n"
@@ -83,10 +84,15 @@ TEST(FznSolve, WhatIsPrintedOrDeclaredIsSearchedInFull) {
       "var 0..5: u :: var_is_introduced;\n"
       "array [1..2] of var int: a :: output_array([1..2]) = [x, t];\n"
       "constraint int_le(t, u);\n"
+      "constraint int_ne(x, z);\n"
       "solve satisfy;\n";
   Output r = solve(fzn, {"-a"});
-  EXPECT_EQ(r.solutions.size(), 8u);  // x, z, t: 2 * 2 * 2
+  EXPECT_EQ(r.solutions.size(), 4u);  // x, t: 2 * 2
+  EXPECT_EQ(std::set<std::string>(r.solutions.begin(), r.solutions.end()).size(), 4u);
   EXPECT_EQ(r.status, "==========");
+  Output none = solve("var 1..3: x;\nvar 1..3: y;\nconstraint int_ne(x, y);\nsolve satisfy;\n", {"-a"});
+  EXPECT_EQ(none.solutions.size(), 1u);
+  EXPECT_EQ(none.status, "==========");
 }
 
 TEST(FznSolve, AFailedCompletionRemovesTheAnswerAndLosesNoOther) {
