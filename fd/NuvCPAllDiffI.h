@@ -1,0 +1,241 @@
+// All-different: the variables of an array take pairwise different values.
+//
+// Five propagators of increasing strength and cost (the language class and
+// the FlatZinc front end choose, see NuvCPAllDiff.h):
+//   NuvCPAllDiffbI   one unit per variable: once x[k] is bound, its value
+//                    leaves every other variable (value consistency);
+//   NuvCPAllDiffcI   the same for x[i] + d[i] all different;
+//   NuvCPAllDiffeI   the same over variables standing for expressions;
+//   NuvCPAllDiffvI   value consistency from the AC5 bind events, one
+//                    propagator for the whole array;
+//   NuvCPAllDiffBoundsI   bounds consistency (Hall intervals);
+//   NuvCPAllDifferentACI  domain consistency (matching and components).
+//
+// Shared variables: the same variable (or the same offset of it) in two
+// positions can never take two different values; the language class and
+// the front end fail such a post at once (unless the array has one element).
+// Every propagator here treats its positions as independent variables,
+// which only weakens it when views of one variable with different offsets
+// share an array: each pruning is still implied by the relation.
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+
+#include "fd/NuvCPConstraintI.h"
+#include "fd/NuvCPIVarI.h"
+
+// The array of every variant: n variables with the language index range
+// low..low + n - 1. Constant after construction.
+class NuvCPAllDiffI : public NuvCPCstrI {
+ public:
+  NuvCPAllDiffI(NuvCPManagerI* store, int low, int n, NuvCPIntVarI* const* x, unsigned priority = 7,
+                bool idempotent = false);
+  std::size_t classSize() const override { return sizeof(NuvCPAllDiffI); }
+  void mark(PimMarker& m) override;
+  bool ok() const { return _n == 0 || _x; }
+  int size() const { return _n; }
+  int low() const { return _low; }
+  NuvCPIntVarI* at(int k) const { return _x[k - _low]; }  // language index
+  NuvCPIntVarI* const* vars() const { return _x; }
+  void printArray(std::ostream& os) const;
+
+ protected:
+  std::int32_t _low;
+  std::int32_t _n;
+  NuvCPIntVarI** _x;
+};
+
+// Decomposition into one NuvCPAllDiffUnitbI per variable. Value
+// consistency; a unit costs O(n) once, when its variable is bound.
+class NuvCPAllDiffbI : public NuvCPAllDiffI {
+ public:
+  using NuvCPAllDiffI::NuvCPAllDiffI;
+  std::size_t classSize() const override { return sizeof(NuvCPAllDiffbI); }
+  void print(std::ostream& os) const override;
+  int post(int level) override;
+};
+
+// x[k] bound: its value leaves every other variable; then entailed.
+// Members: the array's owner and k, constant.
+class NuvCPAllDiffUnitbI : public NuvCPCstrI {
+ public:
+  NuvCPAllDiffUnitbI(NuvCPManagerI* store, NuvCPAllDiffI* array, int k);
+  std::size_t classSize() const override { return sizeof(NuvCPAllDiffUnitbI); }
+  void mark(PimMarker& m) override;
+  void print(std::ostream& os) const override;
+  int propagate() override;
+  int post(int level) override;
+
+ private:
+  int removeFromOthers();
+  NuvCPAllDiffI* _array;
+  std::int32_t _k;
+};
+
+// x[i] + d[i] pairwise different, by units. Members: d, constant.
+class NuvCPAllDiffcI : public NuvCPAllDiffI {
+ public:
+  NuvCPAllDiffcI(NuvCPManagerI* store, int low, int n, NuvCPIntVarI* const* x, const int* d);
+  std::size_t classSize() const override { return sizeof(NuvCPAllDiffcI); }
+  void print(std::ostream& os) const override;
+  int post(int level) override;
+  int shift(int k) const { return _d[k - _low]; }
+  bool ok() const { return NuvCPAllDiffI::ok() && (_n == 0 || _d); }
+
+ private:
+  std::int32_t* _d;
+};
+
+// x[k] + d[k] bound to v: v - d[j] leaves x[j] for every j != k.
+class NuvCPAllDiffUnitcI : public NuvCPCstrI {
+ public:
+  NuvCPAllDiffUnitcI(NuvCPManagerI* store, NuvCPAllDiffcI* array, int k);
+  std::size_t classSize() const override { return sizeof(NuvCPAllDiffUnitcI); }
+  void mark(PimMarker& m) override;
+  void print(std::ostream& os) const override;
+  int propagate() override;
+  int post(int level) override;
+
+ private:
+  int removeFromOthers();
+  NuvCPAllDiffcI* _array;
+  std::int32_t _k;
+};
+
+// Expressions all different: the caller turns each expression into a
+// variable (the modelling layer's nuvCPVarOf) and gives those; units as
+// for AllDiffb, a unit whose variable is bound at post propagating at once.
+class NuvCPAllDiffeI : public NuvCPAllDiffI {
+ public:
+  using NuvCPAllDiffI::NuvCPAllDiffI;
+  std::size_t classSize() const override { return sizeof(NuvCPAllDiffeI); }
+  void print(std::ostream& os) const override;
+  int post(int level) override;
+};
+
+class NuvCPAllDiffUniteI : public NuvCPCstrI {
+ public:
+  NuvCPAllDiffUniteI(NuvCPManagerI* store, NuvCPAllDiffI* array, int k);
+  std::size_t classSize() const override { return sizeof(NuvCPAllDiffUniteI); }
+  void mark(PimMarker& m) override;
+  void print(std::ostream& os) const override;
+  int propagate() override;
+  int post(int level) override;
+
+ private:
+  NuvCPAllDiffI* _array;
+  std::int32_t _k;
+};
+
+// Value consistency through the AC5 bind events: when x[i] is bound to v,
+// v leaves every other variable. One propagator for the array; O(n) per
+// bound variable. Post removes the values of variables already bound (two
+// bound to one value fail there). Nothing trailed, no scratch.
+class NuvCPAllDiffvI : public NuvCPAllDiffI {
+ public:
+  using NuvCPAllDiffI::NuvCPAllDiffI;
+  std::size_t classSize() const override { return sizeof(NuvCPAllDiffvI); }
+  void print(std::ostream& os) const override;
+  int post(int level) override;
+  int valBindIdx(NuvCPIntVarI* x, int index, int value) override;
+};
+
+// Bounds consistency: every Hall interval [a, b] (as many variables within
+// it as values in it) is removed from the bounds of the other variables.
+// Source: Lopez-Ortiz, Quimper, Tromp and van Beek, "A fast and simple
+// algorithm for bounds consistency of the alldifferent constraint", IJCAI
+// 2003 (the union-find version). Cost of one run: O(n log n) (two sorts of
+// the bounds, kept from run to run so that they are nearly sorted) plus
+// near-linear union-find sweeps. Idempotent: repeated until no bound moves.
+// Members: the array, constant; the sort orders and the sweep arrays are
+// scratch allocated at construction; nothing trailed.
+class NuvCPAllDiffBoundsI : public NuvCPAllDiffI {
+ public:
+  NuvCPAllDiffBoundsI(NuvCPManagerI* store, int low, int n, NuvCPIntVarI* const* x);
+  std::size_t classSize() const override { return sizeof(NuvCPAllDiffBoundsI); }
+  void print(std::ostream& os) const override;
+  int propagate() override;
+  int post(int level) override;
+  bool ok() const { return NuvCPAllDiffI::ok() && (_n == 0 || _scratch); }
+
+ private:
+  struct Interval {
+    std::int64_t min, max;  // [min, max] of the variable
+    std::int32_t minrank, maxrank;
+  };
+  int sweep(bool& changed);
+  int filterLower(bool& changed);
+  int filterUpper(bool& changed);
+  void* _scratch = nullptr;
+  Interval* _iv = nullptr;
+  std::int32_t* _byMin = nullptr;
+  std::int32_t* _byMax = nullptr;
+  std::int64_t* _bounds = nullptr;  // 2n + 2 distinct bounds with sentinels
+  std::int32_t* _t = nullptr;       // tree links
+  std::int64_t* _d = nullptr;       // capacities
+  std::int32_t* _h = nullptr;       // Hall interval links
+  std::int32_t _nb = 0;
+};
+
+// Domain consistency (Regin, "A filtering algorithm for constraints of
+// difference in CSPs", AAAI 1994): a maximum matching of variables to
+// values, kept from run to run and repaired by augmenting paths from the
+// variables that lost their value; then the strongly connected components
+// of the residual graph (Tarjan) with every free value linked to every
+// matched value, so that alternating paths through free values close into
+// cycles; a value outside its variable's component and not its match has
+// no support and goes. Cost of one run: O(n d) per augmenting path (d the
+// largest domain) and O(n d) for the components; the graph search walks an
+// explicit stack, so that thousands of variables need no deep recursion.
+// Post also posts an NuvCPAllDiffvI over the same array, which removes
+// bound values cheaply before the matching runs.
+// Members: the array and the value range (fixed at post), constant; the
+// matching, the stamps and the component arrays are scratch kept from run
+// to run (the matching is repaired, not trailed); nothing trailed.
+class NuvCPAllDifferentACI : public NuvCPAllDiffI {
+ public:
+  NuvCPAllDifferentACI(NuvCPManagerI* store, int low, int n, NuvCPIntVarI* const* x);
+  std::size_t classSize() const override { return sizeof(NuvCPAllDifferentACI); }
+  void print(std::ostream& os) const override;
+  int propagate() override;
+  int post(int level) override;
+
+ private:
+  static constexpr std::int32_t kUnmatched = 2147483647;
+  bool completeMatching();
+  bool augment(int root);
+  int prune();
+  bool allocate();
+
+  std::int64_t _vmin = 0, _vmax = -1;
+  std::int32_t _valSize = 0;
+  std::int32_t* _varMatch = nullptr;
+  std::uint32_t* _varSeen = nullptr;
+  std::int32_t* _valMatch = nullptr;  // by v - vmin
+  std::uint32_t* _valSeen = nullptr;
+  std::int32_t _matched = 0;
+  std::uint32_t _stamp = 0;
+  // Components (Tarjan, numbers counting down, low links kept as maxima).
+  std::int32_t* _varComp = nullptr;
+  std::int32_t* _varNum = nullptr;
+  std::int32_t* _varLow = nullptr;
+  std::int32_t* _valComp = nullptr;
+  std::int32_t* _valNum = nullptr;
+  std::int32_t* _valLow = nullptr;
+  std::int32_t _dfsNum = 0;
+  std::int32_t _nbComp = 0;
+  // Tarjan's stack of (node, kind) and the walk's own stack of frames.
+  std::int32_t* _stackNode = nullptr;
+  std::uint8_t* _stackKind = nullptr;
+  std::int32_t _top = 0;
+  struct Frame {
+    std::int32_t node;
+    std::uint8_t kind;  // 0 variable, 1 value
+    std::int64_t next;  // the next successor to try (a value, or an index)
+  };
+  Frame* _frames = nullptr;
+  // The augmenting search's path: the variable and the value it tries.
+  std::int32_t* _pathVar = nullptr;
+  std::int64_t* _pathVal = nullptr;
+};
