@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <ostream>
+#include <utility>
+#include <vector>
 
 #include "fd/NuvCPManagerI.h"
+#include "fd/NuvCPShared.h"
 #include "host/PimError.h"
 
 namespace {
@@ -66,6 +69,39 @@ void NuvCPAllDiffI::printArray(std::ostream& os) const {
   os << "]";
 }
 
+bool NuvCPAllDiffI::twins(const std::int32_t* shift) const {
+  std::vector<std::pair<const NuvCPIntVarI*, std::int64_t>> keys;
+  keys.reserve(static_cast<std::size_t>(_n));
+  for (int i = 0; i < _n; ++i) {
+    std::int64_t c;
+    const NuvCPIntVarI* base = nuvCPBaseOf(_x[i], c);
+    keys.emplace_back(base, c + (shift ? shift[i] : 0));
+  }
+  std::sort(keys.begin(), keys.end());
+  return std::adjacent_find(keys.begin(), keys.end()) != keys.end();
+}
+
+NuvCPCstrI* nuvCPNewAllDiff(NuvCPManagerI* s, int low, int n, NuvCPIntVarI* const* x,
+                            NuvCPAllDiffStrength strength) {
+  PimAllocator* a = s->allocator();
+  if (strength == NuvCPAllDiffStrength::Default) {
+    constexpr std::int64_t kDomainSlack = 2;
+    std::int64_t lo = INT64_MAX, hi = INT64_MIN;
+    for (int i = 0; i < n; ++i) {
+      lo = std::min<std::int64_t>(lo, x[i]->getMin());
+      hi = std::max<std::int64_t>(hi, x[i]->getMax());
+    }
+    strength = n >= 2 && hi - lo + 1 <= kDomainSlack * n ? NuvCPAllDiffStrength::Domain
+                                                         : NuvCPAllDiffStrength::Value;
+  }
+  switch (strength) {
+    case NuvCPAllDiffStrength::Basic: return nuvCPNew<NuvCPAllDiffbI>(a, s, low, n, x);
+    case NuvCPAllDiffStrength::Value: return nuvCPNew<NuvCPAllDiffvI>(a, s, low, n, x);
+    case NuvCPAllDiffStrength::Bounds: return nuvCPNew<NuvCPAllDiffBoundsI>(a, s, low, n, x);
+    default: return nuvCPNew<NuvCPAllDifferentACI>(a, s, low, n, x);
+  }
+}
+
 // ---- decomposition ------------------------------------------------------------------
 
 void NuvCPAllDiffbI::print(std::ostream& os) const {
@@ -75,7 +111,7 @@ void NuvCPAllDiffbI::print(std::ostream& os) const {
 }
 
 int NuvCPAllDiffbI::post(int) {
-  if (!ok()) return NuvCPFailure;
+  if (!ok() || twins()) return NuvCPFailure;
   for (int k = _low; k < _low + _n; ++k) {
     auto* u = nuvCPNew<NuvCPAllDiffUnitbI>(store()->allocator(), store(), this, k);
     if (!u) return NuvCPFailure;
@@ -139,7 +175,7 @@ void NuvCPAllDiffcI::print(std::ostream& os) const {
 }
 
 int NuvCPAllDiffcI::post(int) {
-  if (!ok()) return NuvCPFailure;
+  if (!ok() || twins(_d)) return NuvCPFailure;
   for (int k = _low; k < _low + _n; ++k) {
     auto* u = nuvCPNew<NuvCPAllDiffUnitcI>(store()->allocator(), store(), this, k);
     if (!u) return NuvCPFailure;
@@ -198,7 +234,7 @@ void NuvCPAllDiffeI::print(std::ostream& os) const {
 }
 
 int NuvCPAllDiffeI::post(int) {
-  if (!ok()) return NuvCPFailure;
+  if (!ok() || twins()) return NuvCPFailure;
   for (int k = _low; k < _low + _n; ++k) {
     if (!at(k)) raiseInternalAssertion("_array[_nb-1] != 0", kSource, 402);
     auto* u = nuvCPNew<NuvCPAllDiffUniteI>(store()->allocator(), store(), this, k);
@@ -248,7 +284,7 @@ void NuvCPAllDiffvI::print(std::ostream& os) const {
 }
 
 int NuvCPAllDiffvI::post(int) {
-  if (!ok()) return NuvCPFailure;
+  if (!ok() || twins()) return NuvCPFailure;
   // Subscribed first, so that a variable bound by the removals below sends
   // its event too. The values of the variables bound now leave the others
   // (two bound to one value fail on the removal).
@@ -446,7 +482,10 @@ int NuvCPAllDiffBoundsI::propagate() {
 }
 
 int NuvCPAllDiffBoundsI::post(int) {
-  if (!ok()) return NuvCPFailure;
+  if (!ok() || twins()) return NuvCPFailure;
+  // Bound values go cheaply first.
+  auto* v = nuvCPNew<NuvCPAllDiffvI>(store()->allocator(), store(), _low, _n, _x);
+  if (!v || v->postEnabled() == NuvCPFailure) return NuvCPFailure;
   const int r = propagate();
   if (r != NuvCPSuspend) return r;
   for (int i = 0; i < _n; ++i)
@@ -496,7 +535,7 @@ bool NuvCPAllDifferentACI::allocate() {
 }
 
 int NuvCPAllDifferentACI::post(int) {
-  if (!ok()) return NuvCPFailure;
+  if (!ok() || twins()) return NuvCPFailure;
   // Bound values go cheaply first.
   auto* v = nuvCPNew<NuvCPAllDiffvI>(store()->allocator(), store(), _low, _n, _x);
   if (!v || v->postEnabled() == NuvCPFailure) return NuvCPFailure;

@@ -12,8 +12,8 @@
 //   NuvCPAllDifferentACI  domain consistency (matching and components).
 //
 // Shared variables: the same variable (or the same offset of it) in two
-// positions can never take two different values; the language class and
-// the front end fail such a post at once (unless the array has one element).
+// positions can never take two different values; every variant fails such
+// a post at once (twins()).
 // Every propagator here treats its positions as independent variables,
 // which only weakens it when views of one variable with different offsets
 // share an array: each pruning is still implied by the relation.
@@ -39,6 +39,9 @@ class NuvCPAllDiffI : public NuvCPCstrI {
   NuvCPIntVarI* at(int k) const { return _x[k - _low]; }  // language index
   NuvCPIntVarI* const* vars() const { return _x; }
   void printArray(std::ostream& os) const;
+  // Whether two positions present the same variable with the same offset
+  // (plus shift[k] - shift[j] when given): then no assignment exists.
+  bool twins(const std::int32_t* shift = nullptr) const;
 
  protected:
   std::int32_t _low;
@@ -239,3 +242,21 @@ class NuvCPAllDifferentACI : public NuvCPAllDiffI {
   std::int32_t* _pathVar = nullptr;
   std::int64_t* _pathVal = nullptr;
 };
+
+// How strongly an all-different reasons.
+enum class NuvCPAllDiffStrength {
+  Basic,   // units, one per variable
+  Value,   // NuvCPAllDiffvI
+  Bounds,  // NuvCPAllDiffBoundsI (with NuvCPAllDiffvI)
+  Domain,  // NuvCPAllDifferentACI (with NuvCPAllDiffvI)
+  Default  // see nuvCPNewAllDiff
+};
+
+// The all-different propagator of a strength over x[low..low + n - 1]. The
+// default: domain consistency while the values the variables may take are
+// few next to the variables (at most kDomainSlack times as many: sudoku
+// rows, quasigroups, permutations), where Hall sets abound and the
+// matching pays; value consistency otherwise (n-queens' diagonals, Golomb
+// differences, wide ranges), where it almost never does.
+NuvCPCstrI* nuvCPNewAllDiff(NuvCPManagerI* s, int low, int n, NuvCPIntVarI* const* x,
+                            NuvCPAllDiffStrength strength);

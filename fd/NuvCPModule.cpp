@@ -9,6 +9,7 @@
 #include "fd/NuvCPManager.h"
 #include "fd/NuvCPBitVar.h"
 #include "fd/NuvCPConstraintI.h"
+#include "fd/NuvCPAllDiff.h"
 #include "fd/NuvCPArith.h"
 #include "fd/NuvCPArithI.h"
 #include "fd/NuvCPElement.h"
@@ -82,7 +83,7 @@ const ClassRow kClasses[] = {
     {"CP$Element", nuvCPElementFactory},
     {"CP$ElementVar", nuvCPElementFactory},
     {"CP$ElementVarSorted", nuvCPElementFactory},
-    {"CP$AllDiff", unavailable},
+    {"CP$AllDiff", nuvCPAllDiffFactory},
     {"CP$AtLeastNValue", unavailable},
     {"CP$SumBoolEqual", nuvCPLinearFactory},
     {"CP$SumBoolEqualCst", nuvCPLinearFactory},

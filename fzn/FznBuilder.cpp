@@ -73,6 +73,7 @@ FznBuilder::FznBuilder(const FznModel& model, RavRuntime& rt, NuvNativeObject* s
       {"array_bool_element", {&B::arrayIntElement, {IV, BA, BV}}},
       {"array_var_int_element", {&B::arrayVarIntElement, {IV, IVA, IV}}},
       {"fzn_cumulative", {&B::cumulative, {IVA, IVA, IVA, IV}}},
+      {"fzn_all_different_int", {&B::allDifferent, {IVA}}},
       {"array_var_bool_element", {&B::arrayVarIntElement, {IV, BVA, BV}}},
       {"array_bool_and", {&B::arrayBoolAnd, {BVA, BV}}},
       {"array_bool_or", {&B::arrayBoolOr, {BVA, BV}}},
@@ -828,6 +829,17 @@ void FznBuilder::arrayVarIntElement(const FznConstraint& c) {
 void FznBuilder::cumulative(const FznConstraint& c) {
   post("CP$TimeTableCstr", {RavValue(vars(c.args[0])), RavValue(vars(c.args[1])),
                             RavValue(vars(c.args[2])), RavValue(var(c.args[3]))});
+}
+
+// One propagator instead of the quadratic decomposition; ::domain,
+// ::bounds and ::value_propagation choose its strength, else the default
+// rule of fd/NuvCPAllDiffI.h.
+void FznBuilder::allDifferent(const FznConstraint& c) {
+  const char* strength = "default";
+  if (_m.findAnnotation(c.annotations, "value_propagation")) strength = "value";
+  for (const char* s : {"bounds", "domain"})
+    if (_m.findAnnotation(c.annotations, s)) strength = s;
+  post("CP$AllDiff", {RavValue(vars(c.args[0])), RavValue(strength)});
 }
 
 // ---- Boolean ------------------------------------------------------------------------

@@ -167,6 +167,7 @@ class FznBuilder {
   void arrayIntElement(const FznConstraint& c);
   void arrayVarIntElement(const FznConstraint& c);
   void cumulative(const FznConstraint& c);
+  void allDifferent(const FznConstraint& c);
   void arrayBoolAnd(const FznConstraint& c);
   void arrayBoolOr(const FznConstraint& c);
   void arrayBoolXor(const FznConstraint& c);
