@@ -84,16 +84,7 @@ bool NuvCPAllDiffI::twins(const std::int32_t* shift) const {
 NuvCPCstrI* nuvCPNewAllDiff(NuvCPManagerI* s, int low, int n, NuvCPIntVarI* const* x,
                             NuvCPAllDiffStrength strength) {
   PimAllocator* a = s->allocator();
-  if (strength == NuvCPAllDiffStrength::Default) {
-    constexpr std::int64_t kDomainSlack = 2;
-    std::int64_t lo = INT64_MAX, hi = INT64_MIN;
-    for (int i = 0; i < n; ++i) {
-      lo = std::min<std::int64_t>(lo, x[i]->getMin());
-      hi = std::max<std::int64_t>(hi, x[i]->getMax());
-    }
-    strength = n >= 2 && hi - lo + 1 <= kDomainSlack * n ? NuvCPAllDiffStrength::Domain
-                                                         : NuvCPAllDiffStrength::Value;
-  }
+  if (strength == NuvCPAllDiffStrength::Default) strength = NuvCPAllDiffStrength::Bounds;
   switch (strength) {
     case NuvCPAllDiffStrength::Basic: return nuvCPNew<NuvCPAllDiffbI>(a, s, low, n, x);
     case NuvCPAllDiffStrength::Value: return nuvCPNew<NuvCPAllDiffvI>(a, s, low, n, x);
