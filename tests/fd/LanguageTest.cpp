@@ -226,6 +226,46 @@ TEST_F(LanguageTest, ConstraintClassesSpellTheSignatureOfANullArgument) {
             "argument 2: expected a variable, got an object of class CP$Store");
 }
 
+TEST_F(LanguageTest, AllDifferentAndCumulativeObjects) {
+  NuvNativeObject* s = makeStore();
+  NuvNativeObject* x = makeVar(s, 1, 2);
+  NuvNativeObject* y = makeVar(s, 1, 2);
+  NuvNativeObject* z = makeVar(s, 1, 3);
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  const RavObjectArray xyz{1, {x, y, z}};
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$AllDiff", {RavValue()}); }),
+            "alldifferent(null)");
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$AllDiff", {xyz, RavValue()}); }),
+            "alldifferent(var<CP>{int}[],null)");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$AllDiff", {xyz, "strong"}); }),
+            "alldifferent: unknown strength \"strong\" (basic, value, bounds, domain or default)");
+  // Domain consistency: x, y take {1, 2}, so z is 3.
+  EXPECT_EQ(call(s, "post", create("CP$AllDiff", {xyz, "domain"})).asInt(), 2);
+  EXPECT_EQ(call(z, "getMin").asInt(), 3);
+  // Shifted: x + 5, y + 5 and z differ; a variable twice fails at once.
+  EXPECT_EQ(call(s, "post", create("CP$AllDiff", {xyz, RavIntArray{1, {5, 5, 0}}, "value"})).asInt(), 2);
+  EXPECT_EQ(call(s, "post", create("CP$AllDiff", {RavObjectArray{1, {x, x}}})).asInt(), 0);
+
+  NuvNativeObject* t = makeStore();
+  NuvNativeObject* s1 = makeVar(t, 0, 5);
+  NuvNativeObject* s2 = makeVar(t, 0, 5);
+  NuvNativeObject* two = makeVar(t, 2, 2);
+  const RavObjectArray starts{1, {s1, s2}}, durations{1, {two, two}};
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$TimeTableCstr", {starts, RavValue(), durations, two}); }),
+            "cumulative(var<CP>{int}[],null,var<CP>{int}[],var<CP>{int})");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] {
+              create("CP$TimeTableCstr", {starts, RavObjectArray{1, {two}}, durations, two});
+            }),
+            "cumulative: the start, duration and demand arrays differ in size");
+  // Two tasks of demand 2 under capacity 2 with s1 fixed at 0: s2 >= 2.
+  EXPECT_EQ(call(t, "label", s1, 0).asInt(), 2);
+  EXPECT_EQ(call(t, "post", create("CP$TimeTableCstr", {starts, durations, durations, two})).asInt(), 2);
+  EXPECT_EQ(call(s2, "getMin").asInt(), 2);
+}
+
 TEST_F(LanguageTest, PostingBuildsPropagatorsAndHandlesNameTheirClass) {
   NuvNativeObject* s = makeStore();
   NuvNativeObject* x = makeVar(s, 0, 9);
