@@ -1,8 +1,11 @@
 #include "fd/NuvCPInverseI.h"
 
+#include <algorithm>
 #include <ostream>
+#include <vector>
 
 #include "fd/NuvCPManagerI.h"
+#include "fd/NuvCPShared.h"
 
 NuvCPInverseI::NuvCPInverseI(NuvCPManagerI* s, int lowX, int nX, NuvCPIntVarI* const* xs, int lowY,
                              int nY, NuvCPIntVarI* const* ys)
@@ -38,6 +41,11 @@ int NuvCPInverseI::post(int) {
   if (_posted) return NuvCPSuspend;
   if (!ok()) return NuvCPFailure;
   const int upX = _lowX + _nX - 1, upY = _lowY + _nY - 1;
+  // With a variable in several places, narrowing it for one place narrows
+  // it for the others too, which the filtering below does not revisit:
+  // subscribe first, so that those removals are mirrored as events.
+  const bool shared = sharesVariables();
+  if (shared) subscribe();
   for (int j = _lowY; j <= upY; ++j)
     if (y(j)->updateMin(_lowX) == NuvCPFailure || y(j)->updateMax(upX) == NuvCPFailure)
       return NuvCPFailure;
@@ -50,10 +58,23 @@ int NuvCPInverseI::post(int) {
   for (int j = _lowY; j <= upY; ++j)
     for (int i = _lowX; i <= upX; ++i)
       if (!y(j)->member(i) && x(i)->removeValue(j) == NuvCPFailure) return NuvCPFailure;
-  for (int i = _lowX; i <= upX; ++i) x(i)->addAC5ValueIdx(this, i);
-  for (int j = _lowY; j <= upY; ++j) y(j)->addAC5ValueIdx(this, j);
+  if (!shared) subscribe();
   _posted = 1;
   return NuvCPSuspend;
+}
+
+bool NuvCPInverseI::sharesVariables() const {
+  std::vector<const NuvCPIntVarI*> bases;
+  std::int64_t c;
+  for (int i = 0; i < _nX; ++i) bases.push_back(nuvCPBaseOf(_x[i], c));
+  for (int j = 0; j < _nY; ++j) bases.push_back(nuvCPBaseOf(_y[j], c));
+  std::sort(bases.begin(), bases.end());
+  return std::adjacent_find(bases.begin(), bases.end()) != bases.end();
+}
+
+void NuvCPInverseI::subscribe() {
+  for (int i = 0; i < _nX; ++i) _x[i]->addAC5ValueIdx(this, _lowX + i);
+  for (int j = 0; j < _nY; ++j) _y[j]->addAC5ValueIdx(this, _lowY + j);
 }
 
 int NuvCPInverseI::valRemoveIdx(NuvCPIntVarI* v, int index, int value) {

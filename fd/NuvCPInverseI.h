@@ -25,7 +25,9 @@
 // in X at i is X's there, one standing in Y at j is Y's; one standing in
 // both arrays at the same index mirrors to both sides. Offset views are
 // distinct variables whose events name the view, so they resolve the same
-// way. Sound for any sharing (every narrowing is a mirrored removal).
+// way. Sound for any sharing (every narrowing is a mirrored removal); with
+// a variable in several places post subscribes before filtering, so that
+// narrowing it for one place is mirrored for the others.
 // Members: the arrays and index ranges are constant; the posted flag is a
 // plain field (a second post is a no-op answering 2, not undone by
 // backtracking).
@@ -46,6 +48,8 @@ class NuvCPInverseI : public NuvCPCstrI {
   NuvCPIntVarI* y(int j) const { return _y[j - _lowY]; }
   bool inX(int i) const { return i >= _lowX && i - _lowX < _nX; }
   bool inY(int j) const { return j >= _lowY && j - _lowY < _nY; }
+  bool sharesVariables() const;
+  void subscribe();
 
   std::uint8_t _posted = 0;
   std::int32_t _lowX, _nX;
