@@ -14,6 +14,7 @@
 #include "fd/NuvCPArithI.h"
 #include "fd/NuvCPElement.h"
 #include "fd/NuvCPElementI.h"
+#include "fd/NuvCPInverse.h"
 #include "fd/NuvCPLinEquation.h"
 #include "fd/NuvCPLinEquationI.h"
 #include "fd/NuvCPNative.h"
@@ -21,6 +22,7 @@
 #include "fd/NuvCPObjectiveI.h"
 #include "fd/NuvCPRelation.h"
 #include "fd/NuvCPSolutionI.h"
+#include "fd/NuvCPTable.h"
 #include "fd/NuvCPTimeTable.h"
 #include "fd/NuvCPRelationI.h"
 #include "host/Rav.h"
@@ -102,14 +104,14 @@ const ClassRow kClasses[] = {
     {"CP$Square", nuvCPArithFactory},
     {"CP$circuit", unavailable},
     {"CP$NoCycle", unavailable},
-    {"CP$Inverse", unavailable},
+    {"CP$Inverse", nuvCPInverseFactory},
     {"CP$pairLink", unavailable},
     {"CP$MultiFunctionalTable", unavailable},
     {"CP$MultiFunctionalTableCstr", unavailable},
     {"CP$FunctionalTable", unavailable},
     {"CP$FunctionalTableCstr", unavailable},
-    {"CP$Table", unavailable},
-    {"CP$TableCstr", unavailable},
+    {"CP$Table", nuvCPTableFactory},
+    {"CP$TableCstr", nuvCPTableFactory},
     {"CP$BinPacking", unavailable},
     {"CP$BinPackingLB", unavailable},
     {"CP$SequenceLink", unavailable},

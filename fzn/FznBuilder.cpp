@@ -97,6 +97,9 @@ FznBuilder::FznBuilder(const FznModel& model, RavRuntime& rt, NuvNativeObject* s
       {"bool_lin_le", {&B::boolLinLe, {IA, BVA, I}, 0, true}},
       {"set_in", {&B::setIn, {IV, S}}},
       {"set_in_reif", {&B::setInReif, {IV, S, BV}}},
+      {"nuvfd_table_int", {&B::tableInt, {IVA, IA}}},
+      {"nuvfd_table_bool", {&B::tableInt, {BVA, BA}}},
+      {"nuvfd_inverse", {&B::inverse, {IVA, I, IVA, I}}},
   };
 }
 
@@ -1137,4 +1140,51 @@ void FznBuilder::buildSolve() {
       _warnings.push_back(_m.source(a.pos).toString() + ": warning: search annotation '" + name +
                           "' ignored");
   }
+}
+
+// ---- table and inverse ----------------------------------------------------------------
+
+void FznBuilder::tableInt(const FznConstraint& c) {
+  RavObjectArray xs = vars(c.args[0]);
+  if (xs.size() == 0) return;  // the empty tuple: nothing to constrain
+  const FznExpr* key = &_m.deref(c.args[1]);
+  NuvNativeObject*& table = _tables[key];
+  if (!table) {
+    const std::size_t n = xs.size();
+    const std::span<const FznExpr> cells = _m.arrayElements(c.args[1]);
+    if (cells.size() % n != 0)
+      throw PimExecutionError(_m.source(c.pos), "constraint " + _m.name(c.symbol) + ": " +
+                                                    std::to_string(cells.size()) +
+                                                    " values do not make rows of " + std::to_string(n));
+    // A row with a value no variable can take is never matched: left out.
+    RavIntArray rows;
+    rows.low = 1;
+    rows.values.reserve(cells.size());
+    for (std::size_t r = 0; r < cells.size(); r += n) {
+      bool fits = true;
+      for (std::size_t k = 0; k < n && fits; ++k) {
+        const std::int64_t v = _m.deref(cells[r + k]).intValue();
+        fits = v >= kMinValue && v <= kMaxValue;
+      }
+      if (!fits) continue;
+      for (std::size_t k = 0; k < n; ++k) rows.values.push_back(_m.deref(cells[r + k]).intValue());
+    }
+    if (rows.values.empty()) return fail();  // no row can be taken
+    try {
+      _rt.push(RavValue(static_cast<int>(n)));
+      _rt.push(RavValue(std::move(rows)));
+      table = _rt.create("CP$Table", 2);
+    } catch (const PimError& e) {
+      throw PimExecutionError(_m.source(c.pos), "constraint " + _m.name(c.symbol) + ": " + e.message());
+    }
+  }
+  post("CP$TableCstr", {RavValue(std::move(xs)), RavValue(table)});
+}
+
+void FznBuilder::inverse(const FznConstraint& c) {
+  RavObjectArray f = vars(c.args[0]);
+  RavObjectArray invf = vars(c.args[2]);
+  f.low = checkedInt(fixedValue(c.args[1]), c.pos, "index");
+  invf.low = checkedInt(fixedValue(c.args[3]), c.pos, "index");
+  post("CP$Inverse", {RavValue(std::move(f)), RavValue(std::move(invf))});
 }

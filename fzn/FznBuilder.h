@@ -183,6 +183,8 @@ class FznBuilder {
   void boolLinLe(const FznConstraint& c);
   void setIn(const FznConstraint& c);
   void setInReif(const FznConstraint& c);
+  void tableInt(const FznConstraint& c);
+  void inverse(const FznConstraint& c);
 
   // Shared shapes.
   enum class Rel { Eq, Ne, Le };
@@ -211,5 +213,8 @@ class FznBuilder {
   const FznConstraint* _current = nullptr;
   std::int64_t _holesLeft = kMaxHoles;
   int _posted = 0;
+  // Tables already built, by their array in the model: constraints over the
+  // same named array share one table.
+  std::unordered_map<const FznExpr*, NuvNativeObject*> _tables;
   bool _failed = false;
 };

@@ -173,7 +173,10 @@ def _arg_dom(m, a):
 def for_gecode(m):
     """The same model with int_pow (absent from fzn-gecode 6.2) replaced by
     products: x^k by a chain of int_times, a variable exponent by an element
-    over the powers 0..max.  Exponents are never negative here."""
+    over the powers 0..max.  Exponents are never negative here.  nuvfd's own
+    table and inverse builtins become Gecode's (a Boolean table over 0/1
+    copies of its Booleans)."""
+    m = _natives_for_gecode(m)
     if not any(n == "int_pow" for n, _ in m.cons):
         return m
     g = m.copy()
@@ -210,4 +213,39 @@ def for_gecode(m):
             g.vars.append(Var(idx, "int", list(range(1, top + 2)), ["var_is_introduced"]))
             g.cons.append(("int_lin_eq", ["[1, -1]", f"[{idx}, {e}]", "1"]))
             g.cons.append(("array_var_int_element", [idx, "[" + ", ".join(powers) + "]", z]))
+    return g
+
+
+def _natives_for_gecode(m):
+    if not any(n.startswith("nuvfd_") for n, _ in m.cons):
+        return m
+    g = m.copy()
+    g.cons = []
+    k = 0
+    for name, args in m.cons:
+        if name == "nuvfd_table_int":
+            g.cons.append(("gecode_table_int", args))
+        elif name == "nuvfd_inverse":
+            f, flow, inv, ilow = args
+            g.cons.append(("gecode_inverse_offsets", [f, ilow, inv, flow]))
+        elif name == "nuvfd_table_bool":
+            xs, rows = args
+            named = m.named_arrays()
+            xs = named.get(xs, xs)
+            rows = named.get(rows, rows)
+            ints = []
+            for b in split_top(xs.strip()[1:-1]):
+                b = b.strip()
+                if b in ("true", "false"):
+                    ints.append("1" if b == "true" else "0")
+                    continue
+                k += 1
+                v = f"tb{k}"
+                g.vars.append(Var(v, "int", [0, 1], ["var_is_introduced"]))
+                g.cons.append(("bool2int", [b, v]))
+                ints.append(v)
+            vals = ["1" if t.strip() == "true" else "0" for t in split_top(rows.strip()[1:-1])]
+            g.cons.append(("gecode_table_int", ["[" + ", ".join(ints) + "]", "[" + ", ".join(vals) + "]"]))
+        else:
+            g.cons.append((name, args))
     return g

@@ -38,6 +38,7 @@ FAMILIES = [
     "bool_and", "bool_or", "bool_xor", "bool_not",
     "bool_lin_eq", "bool_lin_le",
     "set_in", "set_in_reif",
+    "nuvfd_table_int", "nuvfd_table_bool", "nuvfd_inverse",
 ]
 
 # Bound on the product of all domain sizes, so that gecode's -a enumeration
@@ -236,6 +237,28 @@ class Gen:
             else:
                 s = "{" + ",".join(map(str, sorted(r.sample(range(-5, 6), r.randint(1, 4))))) + "}"
             args = [x, s]
+        elif fam == "nuvfd_table_int":
+            # Rows mostly from the variables' domains (some outside), with
+            # duplicates; one row now and then.
+            xs = [self.ivar() for _ in range(r.randint(1, 3))]
+            rows = []
+            for _ in range(1 if r.random() < 0.15 else r.randint(2, 10)):
+                for x in xs:
+                    dom = self.m.var(x).dom
+                    rows.append(str(r.choice(dom) if r.random() < 0.85 else r.randint(-5, 5)))
+            args = [self.arr(xs), self.arr(rows)]
+        elif fam == "nuvfd_table_bool":
+            xs = [self.barg() for _ in range(r.randint(1, 3))]
+            rows = [r.choice(["true", "false"]) for _ in range(len(xs) * r.randint(1, 5))]
+            args = [self.arr(xs), self.arr(rows)]
+        elif fam == "nuvfd_inverse":
+            # Arrays over index sets starting at 0, 1 or 2 (fzn-gecode takes
+            # no negative offsets, nor arrays of different lengths); entries
+            # may repeat a variable.
+            n = r.randint(1, 3)
+            f = [self.ivar() for _ in range(n)]
+            g = [self.ivar() for _ in range(n)]
+            args = [self.arr(f), str(r.randint(0, 2)), self.arr(g), str(r.randint(0, 2))]
         else:
             raise AssertionError(fam)
         if reif:

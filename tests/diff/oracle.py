@@ -99,6 +99,14 @@ def _holds(name, a):
         return a[0] != a[1]
     if name == "set_in":
         return a[0] in a[1]
+    if name in ("nuvfd_table_int", "nuvfd_table_bool"):
+        xs, t = [int(x) for x in a[0]], [int(v) for v in a[1]]
+        n = len(xs)
+        return any(t[k:k + n] == xs for k in range(0, len(t), n))
+    if name == "nuvfd_inverse":
+        f, fl, g, gl = a
+        return (all(gl <= f[i] < gl + len(g) and g[f[i] - gl] == fl + i for i in range(len(f)))
+                and all(fl <= g[j] < fl + len(f) and f[g[j] - fl] == gl + j for j in range(len(g))))
     raise KeyError(name)
 
 

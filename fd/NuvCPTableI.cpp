@@ -1,0 +1,485 @@
+#include "fd/NuvCPTableI.h"
+
+#include <algorithm>
+#include <bit>
+#include <ostream>
+
+#include "fd/NuvCPIntMath.h"
+#include "fd/NuvCPManagerI.h"
+#include "fd/NuvCPShared.h"
+#include "host/PimError.h"
+
+// ---- the table ------------------------------------------------------------------
+
+NuvCPTableData::NuvCPTableData(int arity, const std::vector<std::int32_t>& rows)
+    : _n(arity), _t(static_cast<std::int32_t>(rows.size() / static_cast<std::size_t>(arity))),
+      _stride(static_cast<std::size_t>(_t)), _cols(static_cast<std::size_t>(arity)) {
+  const std::size_t cells = static_cast<std::size_t>(_n) * _stride;
+  _cells.resize(cells);
+  _next.assign(cells, kNone);
+  for (std::size_t t = 0; t < _stride; ++t)
+    for (int i = 0; i < _n; ++i) _cells[static_cast<std::size_t>(i) * _stride + t] = rows[t * static_cast<std::size_t>(_n) + static_cast<std::size_t>(i)];
+  // A column gets one slot per value of its range while the range is at most
+  // a few times its number of tuples (building stays linear), one per
+  // distinct value otherwise.
+  const std::int64_t denseLimit = 4 * static_cast<std::int64_t>(_t) + 1024;
+  std::size_t firstSize = 0;
+  for (int i = 0; i < _n; ++i) {
+    Column& c = _cols[static_cast<std::size_t>(i)];
+    const std::int32_t* col = column(i);
+    for (int t = 0; t < _t; ++t) {
+      c.min = std::min(c.min, col[t]);
+      c.max = std::max(c.max, col[t]);
+    }
+    const std::int64_t range = static_cast<std::int64_t>(c.max) - c.min + 1;
+    c.dense = range <= denseLimit;
+    if (!c.dense) {
+      c.distinctOff = _distinct.size();
+      _distinct.insert(_distinct.end(), col, col + _t);
+      auto b = _distinct.begin() + static_cast<std::ptrdiff_t>(c.distinctOff);
+      std::sort(b, _distinct.end());
+      _distinct.erase(std::unique(b, _distinct.end()), _distinct.end());
+      c.slots = static_cast<std::int32_t>(_distinct.size() - c.distinctOff);
+    } else {
+      c.slots = static_cast<std::int32_t>(range);
+    }
+    c.firstOff = firstSize;
+    firstSize += static_cast<std::size_t>(c.slots);
+  }
+  _distinct.shrink_to_fit();
+  _first.assign(firstSize, kNone);
+  for (int i = 0; i < _n; ++i) {
+    const Column& c = _cols[static_cast<std::size_t>(i)];
+    const std::int32_t* col = column(i);
+    std::int32_t* next = _next.data() + static_cast<std::size_t>(i) * _stride;
+    std::int32_t* first = _first.data() + c.firstOff;
+    for (int t = 0; t < _t; ++t) {
+      const int s = c.dense ? col[t] - c.min : sparseSlot(c, col[t]);
+      next[t] = first[s];
+      first[s] = t;
+    }
+  }
+}
+
+int NuvCPTableData::sparseSlot(const Column& c, int value) const {
+  const std::int32_t* b = _distinct.data() + c.distinctOff;
+  const std::int32_t* e = b + c.slots;
+  const std::int32_t* p = std::lower_bound(b, e, value);
+  return p != e && *p == value ? static_cast<int>(p - b) : -1;
+}
+
+std::size_t NuvCPTableData::bytes() const {
+  return sizeof(std::int32_t) * (_cells.size() + _next.size() + _first.size() + _distinct.size()) +
+         sizeof(Column) * _cols.size();
+}
+
+namespace {
+
+// Fills link/delta (position i presents the variable of position link[i],
+// its value that one's plus delta[i]); answers whether any position links.
+bool computeSharing(NuvCPIntVarI* const* vars, int n, std::int32_t* link, std::int32_t* delta) {
+  bool any = false;
+  for (int i = 0; i < n; ++i) {
+    link[i] = -1;
+    delta[i] = 0;
+    for (int j = 0; j < i; ++j) {
+      std::int64_t d;
+      if (nuvCPShared(vars[j], vars[i], d)) {
+        link[i] = j;
+        delta[i] = static_cast<std::int32_t>(d);
+        any = true;
+        break;
+      }
+    }
+  }
+  return any;
+}
+
+void printTable(std::ostream& os, NuvCPIntVarI* const* vars, int n) {
+  os << "table(";
+  for (int i = 0; i < n; ++i) vars[i]->print(os);
+  os << ")";
+}
+
+constexpr const char* kSource = "..\\..\\fd\\NuvCPtableI";
+
+}  // namespace
+
+// ---- residual supports --------------------------------------------------------------
+
+NuvCPTableCstrI::NuvCPTableCstrI(NuvCPManagerI* s, NuvCPIntVarI* const* vars, int n,
+                                 const NuvCPTableData* table, PimCellI* owner)
+    : NuvCPCstrI(s, 7), _n(n), _table(table), _owner(owner) {
+  PimAllocator* a = s->allocator();
+  const auto un = static_cast<std::size_t>(n);
+  _vars = a->allocateArray<NuvCPIntVarI*>(un);
+  _supOff = a->allocateArray<std::int32_t>(un + 1);
+  _link = a->allocateArray<std::int32_t>(un);
+  _delta = a->allocateArray<std::int32_t>(un);
+  if (!_vars || !_supOff || !_link || !_delta) {
+    _vars = nullptr;
+    return;
+  }
+  for (int i = 0; i < n; ++i) _vars[i] = vars[i];
+}
+
+void NuvCPTableCstrI::mark(PimMarker& m) {
+  NuvCPCstrI::mark(m);
+  m.mark(_owner);
+  for (int i = 0; _vars && i < _n; ++i) m.mark(_vars[i]);
+}
+
+void NuvCPTableCstrI::print(std::ostream& os) const { printTable(os, _vars, _n); }
+
+int NuvCPTableCstrI::supportOf(int i, int v) const {
+  const int s = _sup ? _table->slot(i, v) : -1;
+  return s < 0 ? NuvCPTableData::kNone : _sup[_supOff[i] + s].tuple;
+}
+
+bool NuvCPTableCstrI::valid(int t) const {
+  for (int i = 0; i < _n; ++i)
+    if (!_vars[i]->member(_table->value(i, t))) return false;
+  if (_shared)
+    for (int i = 0; i < _n; ++i)
+      if (_link[i] >= 0 &&
+          static_cast<std::int64_t>(_table->value(i, t)) !=
+              static_cast<std::int64_t>(_table->value(_link[i], t)) + _delta[i])
+        return false;
+  return true;
+}
+
+int NuvCPTableCstrI::post(int) {
+  if (!ok() || _table->arity() != _n) return NuvCPFailure;
+  _shared = computeSharing(_vars, _n, _link, _delta);
+  std::size_t total = 0;
+  for (int i = 0; i < _n; ++i) {
+    _supOff[i] = static_cast<std::int32_t>(total);
+    total += static_cast<std::size_t>(_table->slots(i));
+  }
+  _supOff[_n] = static_cast<std::int32_t>(total);
+  _sup = store()->allocator()->allocateArray<Support>(total);
+  if (!_sup) return NuvCPFailure;
+  const PimStamp st = store()->trail()->stamp();
+  for (std::size_t k = 0; k < total; ++k) _sup[k] = Support{NuvCPTableData::kNone, st};
+  for (int i = 0; i < _n; ++i)
+    if (initVar(i) == NuvCPFailure) return NuvCPFailure;
+  for (int i = 0; i < _n; ++i)
+    if (!_vars[i]->isBound()) _vars[i]->addAC5Value(this);
+  return NuvCPSuspend;
+}
+
+int NuvCPTableCstrI::initVar(int i) {
+  NuvCPIntVarI* x = _vars[i];
+  if (x->updateMin(_table->colMin(i)) == NuvCPFailure || x->updateMax(_table->colMax(i)) == NuvCPFailure)
+    return NuvCPFailure;
+  int r = NuvCPSuspend;
+  nuvCPForEachValue(x, [&](int a) {
+    const int s = _table->slot(i, a);
+    int t = s < 0 ? NuvCPTableData::kNone : _table->first(i, s);
+    while (t != NuvCPTableData::kNone && !valid(t)) t = _table->next(i, t);
+    if (t != NuvCPTableData::kNone)
+      setSupport(support(i, s), t);
+    else
+      r = x->removeValue(a);
+    return r != NuvCPFailure;
+  });
+  return r == NuvCPFailure ? NuvCPFailure : NuvCPSuspend;
+}
+
+int NuvCPTableCstrI::resupport(int j, int t) {
+  const int s = _table->slot(j, _table->value(j, t));
+  Support& e = support(j, s);
+  if (e.tuple != t) return NuvCPSuspend;
+  int u = _table->next(j, t);
+  while (u != NuvCPTableData::kNone && !valid(u)) u = _table->next(j, u);
+  if (u != NuvCPTableData::kNone) {
+    setSupport(e, u);
+    return NuvCPSuspend;
+  }
+  return _vars[j]->removeValue(_table->value(j, t)) == NuvCPFailure ? NuvCPFailure : NuvCPSuspend;
+}
+
+int NuvCPTableCstrI::removed(int i, int v) {
+  const int s = _table->slot(i, v);
+  if (s < 0) return NuvCPSuspend;
+  for (int t = support(i, s).tuple; t != NuvCPTableData::kNone; t = _table->next(i, t))
+    for (int j = 0; j < _n; ++j)
+      if (j != i && resupport(j, t) == NuvCPFailure) return NuvCPFailure;
+  return NuvCPSuspend;
+}
+
+int NuvCPTableCstrI::valRemove(NuvCPIntVarI* x, int v) {
+  bool found = false;
+  for (int i = 0; i < _n; ++i)
+    if (_vars[i] == x) {
+      found = true;
+      if (removed(i, v) == NuvCPFailure) return NuvCPFailure;
+    }
+  if (!found) raiseInternalAssertion("false", kSource, 501);
+  return NuvCPSuspend;
+}
+
+int NuvCPTableCstrI::revise(int j) {
+  NuvCPIntVarI* x = _vars[j];
+  int r = NuvCPSuspend;
+  nuvCPForEachValue(x, [&](int a) {
+    const int s = _table->slot(j, a);
+    Support* e = s < 0 ? nullptr : &support(j, s);
+    int t = e ? e->tuple : NuvCPTableData::kNone;
+    while (t != NuvCPTableData::kNone && !valid(t)) t = _table->next(j, t);
+    if (t != NuvCPTableData::kNone)
+      setSupport(*e, t);
+    else
+      r = x->removeValue(a);
+    return r != NuvCPFailure;
+  });
+  return r == NuvCPFailure ? NuvCPFailure : NuvCPSuspend;
+}
+
+int NuvCPTableCstrI::valBind(NuvCPIntVarI* x, int) {
+  int i = 0;
+  while (i < _n && _vars[i] != x) ++i;
+  if (i == _n) {
+    raiseInternalAssertion("false", kSource, 501);
+    return NuvCPSuspend;
+  }
+  for (int j = 0; j < _n; ++j)
+    if (j != i && revise(j) == NuvCPFailure) return NuvCPFailure;
+  return NuvCPSuspend;
+}
+
+// ---- compact table -------------------------------------------------------------------
+
+NuvCPCompactTableI::NuvCPCompactTableI(NuvCPManagerI* s, NuvCPIntVarI* const* vars, int n,
+                                       const NuvCPTableData* table, PimCellI* owner)
+    : NuvCPCstrI(s, 7, true), _n(n), _table(table), _owner(owner) {
+  PimAllocator* a = s->allocator();
+  const auto un = static_cast<std::size_t>(n);
+  _vars = a->allocateArray<NuvCPIntVarI*>(un);
+  _link = a->allocateArray<std::int32_t>(un);
+  _delta = a->allocateArray<std::int32_t>(un);
+  if (!_vars || !_link || !_delta) {
+    _vars = nullptr;
+    return;
+  }
+  for (int i = 0; i < n; ++i) _vars[i] = vars[i];
+  _limitStamp = s->trail()->stamp();
+}
+
+void NuvCPCompactTableI::mark(PimMarker& m) {
+  NuvCPCstrI::mark(m);
+  m.mark(_owner);
+  for (int i = 0; _vars && i < _n; ++i) m.mark(_vars[i]);
+}
+
+void NuvCPCompactTableI::print(std::ostream& os) const { printTable(os, _vars, _n); }
+
+void NuvCPCompactTableI::clearTuple(int t) { _valid[t >> 6].bits &= ~(Word{1} << (t & 63)); }
+
+int NuvCPCompactTableI::post(int) {
+  if (!ok() || _table->arity() != _n) return NuvCPFailure;
+  _shared = computeSharing(_vars, _n, _link, _delta);
+  for (int i = 0; i < _n; ++i)
+    if (_vars[i]->updateMin(_table->colMin(i)) == NuvCPFailure ||
+        _vars[i]->updateMax(_table->colMax(i)) == NuvCPFailure)
+      return NuvCPFailure;
+  PimAllocator* a = store()->allocator();
+  const int T = _table->size();
+  _words = (T + 63) / 64;
+  const auto uw = static_cast<std::size_t>(_words);
+  const auto un = static_cast<std::size_t>(_n);
+  _valid = a->allocateArray<TWord>(uw);
+  _index = a->allocateArray<std::int32_t>(uw);
+  _work = a->allocateArray<Word>(uw);
+  _maskOff = a->allocateArray<std::size_t>(un + 1);
+  _pos = a->allocateArray<Pos>(un);
+  if (!_valid || !_index || !_work || !_maskOff || !_pos) return NuvCPFailure;
+  std::size_t slots = 0;
+  for (int i = 0; i < _n; ++i) {
+    _maskOff[i] = slots;
+    slots += static_cast<std::size_t>(_table->slots(i));
+  }
+  _maskOff[_n] = slots;
+  _masks = a->allocateArray<Word>(slots * uw);
+  _residue = a->allocateArray<std::int32_t>(slots);
+  if (!_masks || !_residue) return NuvCPFailure;
+  std::fill(_masks, _masks + slots * uw, Word{0});
+  const PimStamp st = store()->trail()->stamp();
+  for (std::size_t w = 0; w < uw; ++w) {
+    const int bitsHere = std::min(64, T - static_cast<int>(w) * 64);
+    _valid[w] = TWord{bitsHere == 64 ? ~Word{0} : (Word{1} << bitsHere) - 1, st};
+  }
+  // The tuples the current domains (and the sharing) allow; the masks.
+  for (int t = 0; t < T; ++t) {
+    bool ok = true;
+    for (int i = 0; i < _n && ok; ++i) ok = _vars[i]->member(_table->value(i, t));
+    for (int i = 0; i < _n && ok && _shared; ++i)
+      ok = _link[i] < 0 || static_cast<std::int64_t>(_table->value(i, t)) ==
+                               static_cast<std::int64_t>(_table->value(_link[i], t)) + _delta[i];
+    if (!ok) {
+      clearTuple(t);
+      continue;
+    }
+    for (int i = 0; i < _n; ++i) {
+      const int s = _table->slot(i, _table->value(i, t));
+      _masks[(_maskOff[i] + static_cast<std::size_t>(s)) * uw + static_cast<std::size_t>(t >> 6)] |=
+          Word{1} << (t & 63);
+    }
+  }
+  _limit = 0;
+  for (int w = 0; w < _words; ++w)
+    if (_valid[w].bits) _index[_limit++] = w;
+  for (std::size_t k = 0; k < slots; ++k) _residue[k] = 0;
+  // Removal buffers: along a branch a value goes once, so each position's
+  // buffer holds its variable's values as of now.
+  std::int32_t total = 0;
+  for (int i = 0; i < _n; ++i) {
+    const int size = _vars[i]->getSize();
+    _pos[i] = Pos{total, size, 0, st, 0, st, size, st};
+    total += size;
+  }
+  _buf = a->allocateArray<std::int32_t>(static_cast<std::size_t>(total));
+  if (!_buf) return NuvCPFailure;
+  if (_limit == 0) return NuvCPFailure;
+  const int r = filter(-1);
+  if (r == NuvCPFailure) return r;
+  // The values filter just removed are not reported to this propagator
+  // (it subscribes below): count them as seen.
+  for (int i = 0; i < _n; ++i) _pos[i].seen = _vars[i]->getSize();
+  for (int i = 0; i < _n; ++i)
+    if (!_vars[i]->isBound()) {
+      _vars[i]->addDomain(this);
+      _vars[i]->addAC5Value(this);
+    }
+  return NuvCPSuspend;
+}
+
+int NuvCPCompactTableI::valRemove(NuvCPIntVarI* x, int v) {
+  NuvTrailI* tr = store()->trail();
+  for (int i = 0; i < _n; ++i)
+    if (_vars[i] == x) {
+      Pos& p = _pos[i];
+      // A full buffer leaves the value out: the count no longer matches the
+      // size, and the run rebuilds from the remaining values.
+      if (p.len < p.cap) {
+        _buf[p.off + p.len] = v;
+        tr->assign(p.len, p.lenStamp, p.len + 1);
+      }
+    }
+  return NuvCPSuspend;
+}
+
+bool NuvCPCompactTableI::intersectWork() {
+  NuvTrailI* tr = store()->trail();
+  int limit = _limit;
+  bool changed = false;
+  for (int k = limit - 1; k >= 0; --k) {
+    const int w = _index[k];
+    TWord& tw = _valid[w];
+    const Word nw = tw.bits & _work[w];
+    if (nw != tw.bits) {
+      changed = true;
+      tr->assign(tw.bits, tw.stamp, nw);
+      if (nw == 0) {
+        _index[k] = _index[limit - 1];
+        _index[limit - 1] = w;
+        --limit;
+      }
+    }
+  }
+  if (limit != _limit) tr->assign(_limit, _limitStamp, limit);
+  return changed;
+}
+
+bool NuvCPCompactTableI::updateVar(int i) {
+  NuvCPIntVarI* x = _vars[i];
+  Pos& p = _pos[i];
+  const int left = x->getSize();
+  const int fresh = p.len - p.start;
+  for (int k = 0; k < _limit; ++k) _work[_index[k]] = 0;
+  if (fresh == p.seen - left && fresh < left) {
+    // Every removal since the last run is in the buffer, and fewer values
+    // went than are left: clear the tuples of the removed values.
+    for (int k = p.start; k < p.len; ++k) {
+      const int s = _table->slot(i, _buf[p.off + k]);
+      if (s < 0) continue;
+      const Word* m = mask(i, s);
+      for (int q = 0; q < _limit; ++q) _work[_index[q]] |= m[_index[q]];
+    }
+    for (int k = 0; k < _limit; ++k) _work[_index[k]] = ~_work[_index[k]];
+  } else {
+    // Keep the tuples of the remaining values.
+    nuvCPForEachValue(x, [&](int a) {
+      const int s = _table->slot(i, a);
+      if (s >= 0) {
+        const Word* m = mask(i, s);
+        for (int q = 0; q < _limit; ++q) _work[_index[q]] |= m[_index[q]];
+      }
+      return true;
+    });
+  }
+  return intersectWork();
+}
+
+int NuvCPCompactTableI::propagate() {
+  NuvTrailI* tr = store()->trail();
+  int changed = 0, last = -1;
+  for (int i = 0; i < _n; ++i) {
+    Pos& p = _pos[i];
+    const int size = _vars[i]->getSize();
+    if (size == p.seen) continue;
+    if (updateVar(i)) {
+      ++changed;
+      last = i;
+    }
+    tr->assign(p.seen, p.seenStamp, size);
+    tr->assign(p.start, p.startStamp, p.len);
+    if (_limit == 0) return NuvCPFailure;
+  }
+  if (changed == 0) return NuvCPSuspend;
+  // When one variable's removals changed the valid set, its remaining
+  // values kept every tuple they had.
+  return filter(changed == 1 ? last : -1);
+}
+
+int NuvCPCompactTableI::filter(int skip) {
+  int r = NuvCPSuspend;
+  for (int i = 0; i < _n && r != NuvCPFailure; ++i) {
+    NuvCPIntVarI* x = _vars[i];
+    if (i == skip || x->isBound()) {
+      // A bound variable's value is supported as long as the set is not
+      // empty (every valid tuple holds it).
+      continue;
+    }
+    nuvCPForEachValue(x, [&](int a) {
+      const int s = _table->slot(i, a);
+      bool supported = false;
+      if (s >= 0) {
+        const Word* m = mask(i, s);
+        std::int32_t& res = _residue[_maskOff[i] + static_cast<std::size_t>(s)];
+        if (_valid[res].bits & m[res]) {
+          supported = true;
+        } else {
+          for (int k = 0; k < _limit; ++k) {
+            const int w = _index[k];
+            if (_valid[w].bits & m[w]) {
+              res = w;
+              supported = true;
+              break;
+            }
+          }
+        }
+      }
+      if (!supported) r = x->removeValue(a);
+      return r != NuvCPFailure;
+    });
+  }
+  return r;
+}
+
+NuvCPCstrI* nuvCPMakeTablePropagator(NuvCPManagerI* s, NuvCPIntVarI* const* vars, int n,
+                                     const NuvCPTableData* table, PimCellI* owner) {
+  if (table->size() >= kNuvCPCompactTuples)
+    return nuvCPNew<NuvCPCompactTableI>(s->allocator(), s, vars, n, table, owner);
+  return nuvCPNew<NuvCPTableCstrI>(s->allocator(), s, vars, n, table, owner);
+}
