@@ -93,7 +93,43 @@ NuvCPCstrI* nuvCPNewAllDiff(NuvCPManagerI* s, int low, int n, NuvCPIntVarI* cons
   }
 }
 
-// ---- decomposition ------------------------------------------------------------------
+// ---- decompositions -----------------------------------------------------------------
+
+namespace {
+
+// One unit per index, each posted in turn; the first failure ends it.
+template <class Unit, class Array>
+int postUnits(Array* array) {
+  NuvCPManagerI* s = array->store();
+  for (int k = array->low(); k < array->low() + array->size(); ++k) {
+    if (!array->at(k)) raiseInternalAssertion("_array[_nb-1] != 0", kSource, 402);
+    auto* u = nuvCPNew<Unit>(s->allocator(), s, array, k);
+    if (!u || u->postEnabled() == NuvCPFailure) return NuvCPFailure;
+  }
+  return NuvCPSuspend;
+}
+
+}  // namespace
+
+void NuvCPAllDiffUnitI::mark(PimMarker& m) {
+  NuvCPCstrI::mark(m);
+  m.mark(_array);
+}
+
+int NuvCPAllDiffUnitI::propagate() {
+  if (_assertLine && !_array->at(_k)->isBound())
+    raiseInternalAssertion("_xk->isBound()", kSource, _assertLine);
+  if (removeFromOthers() == NuvCPFailure) return NuvCPFailure;
+  setChecked(1);
+  return NuvCPSuccess;
+}
+
+int NuvCPAllDiffUnitI::post(int) {
+  NuvCPIntVarI* xk = _array->at(_k);
+  if (xk->isBound()) return removeFromOthers();
+  xk->addBind(this);
+  return NuvCPSuspend;
+}
 
 void NuvCPAllDiffbI::print(std::ostream& os) const {
   os << "alldiff(";
@@ -103,21 +139,7 @@ void NuvCPAllDiffbI::print(std::ostream& os) const {
 
 int NuvCPAllDiffbI::post(int) {
   if (!ok() || twins()) return NuvCPFailure;
-  for (int k = _low; k < _low + _n; ++k) {
-    auto* u = nuvCPNew<NuvCPAllDiffUnitbI>(store()->allocator(), store(), this, k);
-    if (!u) return NuvCPFailure;
-    const int r = u->postEnabled();
-    if (r == NuvCPFailure) return r;
-  }
-  return NuvCPSuspend;
-}
-
-NuvCPAllDiffUnitbI::NuvCPAllDiffUnitbI(NuvCPManagerI* store, NuvCPAllDiffI* array, int k)
-    : NuvCPCstrI(store), _array(array), _k(k) {}
-
-void NuvCPAllDiffUnitbI::mark(PimMarker& m) {
-  NuvCPCstrI::mark(m);
-  m.mark(_array);
+  return postUnits<NuvCPAllDiffUnitbI>(this);
 }
 
 void NuvCPAllDiffUnitbI::print(std::ostream& os) const {
@@ -127,27 +149,10 @@ void NuvCPAllDiffUnitbI::print(std::ostream& os) const {
 
 int NuvCPAllDiffUnitbI::removeFromOthers() {
   const int v = _array->at(_k)->getMin();
-  int r = NuvCPSuspend;
   for (int j = _array->low(); j < _array->low() + _array->size(); ++j)
-    if (j != _k && (r = _array->at(j)->removeValue(v)) == NuvCPFailure) return NuvCPFailure;
-  return r == NuvCPFailure ? r : NuvCPSuspend;
-}
-
-int NuvCPAllDiffUnitbI::propagate() {
-  if (!_array->at(_k)->isBound()) raiseInternalAssertion("_xk->isBound()", kSource, 149);
-  if (removeFromOthers() == NuvCPFailure) return NuvCPFailure;
-  setChecked(1);
-  return NuvCPSuccess;
-}
-
-int NuvCPAllDiffUnitbI::post(int) {
-  NuvCPIntVarI* xk = _array->at(_k);
-  if (xk->isBound()) return removeFromOthers();
-  xk->addBind(this);
+    if (j != _k && _array->at(j)->removeValue(v) == NuvCPFailure) return NuvCPFailure;
   return NuvCPSuspend;
 }
-
-// ---- shifted decomposition ----------------------------------------------------------
 
 NuvCPAllDiffcI::NuvCPAllDiffcI(NuvCPManagerI* store, int low, int n, NuvCPIntVarI* const* x,
                                const int* d)
@@ -167,21 +172,7 @@ void NuvCPAllDiffcI::print(std::ostream& os) const {
 
 int NuvCPAllDiffcI::post(int) {
   if (!ok() || twins(_d)) return NuvCPFailure;
-  for (int k = _low; k < _low + _n; ++k) {
-    auto* u = nuvCPNew<NuvCPAllDiffUnitcI>(store()->allocator(), store(), this, k);
-    if (!u) return NuvCPFailure;
-    const int r = u->postEnabled();
-    if (r == NuvCPFailure) return r;
-  }
-  return NuvCPSuspend;
-}
-
-NuvCPAllDiffUnitcI::NuvCPAllDiffUnitcI(NuvCPManagerI* store, NuvCPAllDiffcI* array, int k)
-    : NuvCPCstrI(store), _array(array), _k(k) {}
-
-void NuvCPAllDiffUnitcI::mark(PimMarker& m) {
-  NuvCPCstrI::mark(m);
-  m.mark(_array);
+  return postUnits<NuvCPAllDiffUnitcI>(this);
 }
 
 void NuvCPAllDiffUnitcI::print(std::ostream& os) const {
@@ -190,32 +181,17 @@ void NuvCPAllDiffUnitcI::print(std::ostream& os) const {
 }
 
 int NuvCPAllDiffUnitcI::removeFromOthers() {
-  const std::int64_t v = std::int64_t{_array->at(_k)->getMin()} + _array->shift(_k);
-  for (int j = _array->low(); j < _array->low() + _array->size(); ++j) {
+  const auto* a = static_cast<const NuvCPAllDiffcI*>(_array);
+  const std::int64_t v = std::int64_t{a->at(_k)->getMin()} + a->shift(_k);
+  for (int j = a->low(); j < a->low() + a->size(); ++j) {
     if (j == _k) continue;
-    const std::int64_t w = v - _array->shift(j);
+    const std::int64_t w = v - a->shift(j);
     // A value outside the int range is in no domain.
     if (w < INT32_MIN || w > INT32_MAX) continue;
-    if (_array->at(j)->removeValue(static_cast<int>(w)) == NuvCPFailure) return NuvCPFailure;
+    if (a->at(j)->removeValue(static_cast<int>(w)) == NuvCPFailure) return NuvCPFailure;
   }
   return NuvCPSuspend;
 }
-
-int NuvCPAllDiffUnitcI::propagate() {
-  if (!_array->at(_k)->isBound()) raiseInternalAssertion("_xk->isBound()", kSource, 243);
-  if (removeFromOthers() == NuvCPFailure) return NuvCPFailure;
-  setChecked(1);
-  return NuvCPSuccess;
-}
-
-int NuvCPAllDiffUnitcI::post(int) {
-  NuvCPIntVarI* xk = _array->at(_k);
-  if (xk->isBound()) return removeFromOthers();
-  xk->addBind(this);
-  return NuvCPSuspend;
-}
-
-// ---- expressions --------------------------------------------------------------------
 
 void NuvCPAllDiffeI::print(std::ostream& os) const {
   os << "alldiffexpr(";
@@ -226,43 +202,12 @@ void NuvCPAllDiffeI::print(std::ostream& os) const {
 
 int NuvCPAllDiffeI::post(int) {
   if (!ok() || twins()) return NuvCPFailure;
-  for (int k = _low; k < _low + _n; ++k) {
-    if (!at(k)) raiseInternalAssertion("_array[_nb-1] != 0", kSource, 402);
-    auto* u = nuvCPNew<NuvCPAllDiffUniteI>(store()->allocator(), store(), this, k);
-    if (!u) return NuvCPFailure;
-    if (u->postEnabled() == NuvCPFailure) return NuvCPFailure;
-  }
-  return NuvCPSuspend;
-}
-
-NuvCPAllDiffUniteI::NuvCPAllDiffUniteI(NuvCPManagerI* store, NuvCPAllDiffI* array, int k)
-    : NuvCPCstrI(store), _array(array), _k(k) {}
-
-void NuvCPAllDiffUniteI::mark(PimMarker& m) {
-  NuvCPCstrI::mark(m);
-  m.mark(_array);
+  return postUnits<NuvCPAllDiffUniteI>(this);
 }
 
 void NuvCPAllDiffUniteI::print(std::ostream& os) const {
   os << "alldiffexpr-unit(" << _k << ")";
   printStatus(os);
-}
-
-int NuvCPAllDiffUniteI::propagate() {
-  const int v = _array->at(_k)->getMin();
-  for (int j = _array->low(); j < _array->low() + _array->size(); ++j)
-    if (j != _k && _array->at(j)->removeValue(v) == NuvCPFailure) return NuvCPFailure;
-  setChecked(1);
-  return NuvCPSuccess;
-}
-
-int NuvCPAllDiffUniteI::post(int) {
-  NuvCPIntVarI* xk = _array->at(_k);
-  if (!xk->isBound()) {
-    xk->addBind(this);
-    return NuvCPSuspend;
-  }
-  return propagate() == NuvCPFailure ? NuvCPFailure : NuvCPSuspend;
 }
 
 // ---- value consistency (AC5) --------------------------------------------------------

@@ -49,8 +49,28 @@ class NuvCPAllDiffI : public NuvCPCstrI {
   NuvCPIntVarI** _x;
 };
 
-// Decomposition into one NuvCPAllDiffUnitbI per variable. Value
-// consistency; a unit costs O(n) once, when its variable is bound.
+// The unit of the decompositions: once x[k] is bound, its value leaves
+// every other variable (removeFromOthers, which the subclasses define); the
+// unit is then entailed. A unit whose variable is bound at post removes at
+// once. Members: the array's owner and k, constant.
+class NuvCPAllDiffUnitI : public NuvCPCstrI {
+ public:
+  NuvCPAllDiffUnitI(NuvCPManagerI* store, NuvCPAllDiffI* array, int k, int assertLine)
+      : NuvCPCstrI(store), _array(array), _k(k), _assertLine(assertLine) {}
+  void mark(PimMarker& m) override;
+  int propagate() override;
+  int post(int level) override;
+
+ protected:
+  virtual int removeFromOthers() = 0;
+  NuvCPAllDiffI* _array;
+  std::int32_t _k;
+  std::int32_t _assertLine;  // of the "bound" check (0: none)
+};
+
+// Decomposition into one NuvCPAllDiffUnitbI per variable (or, for the
+// expression form, NuvCPAllDiffUniteI). Value consistency; a unit costs
+// O(n) once, when its variable is bound.
 class NuvCPAllDiffbI : public NuvCPAllDiffI {
  public:
   using NuvCPAllDiffI::NuvCPAllDiffI;
@@ -59,21 +79,15 @@ class NuvCPAllDiffbI : public NuvCPAllDiffI {
   int post(int level) override;
 };
 
-// x[k] bound: its value leaves every other variable; then entailed.
-// Members: the array's owner and k, constant.
-class NuvCPAllDiffUnitbI : public NuvCPCstrI {
+class NuvCPAllDiffUnitbI : public NuvCPAllDiffUnitI {
  public:
-  NuvCPAllDiffUnitbI(NuvCPManagerI* store, NuvCPAllDiffI* array, int k);
+  NuvCPAllDiffUnitbI(NuvCPManagerI* store, NuvCPAllDiffI* array, int k)
+      : NuvCPAllDiffUnitI(store, array, k, 149) {}
   std::size_t classSize() const override { return sizeof(NuvCPAllDiffUnitbI); }
-  void mark(PimMarker& m) override;
   void print(std::ostream& os) const override;
-  int propagate() override;
-  int post(int level) override;
 
- private:
-  int removeFromOthers();
-  NuvCPAllDiffI* _array;
-  std::int32_t _k;
+ protected:
+  int removeFromOthers() override;
 };
 
 // x[i] + d[i] pairwise different, by units. Members: d, constant.
@@ -91,24 +105,20 @@ class NuvCPAllDiffcI : public NuvCPAllDiffI {
 };
 
 // x[k] + d[k] bound to v: v - d[j] leaves x[j] for every j != k.
-class NuvCPAllDiffUnitcI : public NuvCPCstrI {
+class NuvCPAllDiffUnitcI : public NuvCPAllDiffUnitI {
  public:
-  NuvCPAllDiffUnitcI(NuvCPManagerI* store, NuvCPAllDiffcI* array, int k);
+  NuvCPAllDiffUnitcI(NuvCPManagerI* store, NuvCPAllDiffcI* array, int k)
+      : NuvCPAllDiffUnitI(store, array, k, 243) {}
   std::size_t classSize() const override { return sizeof(NuvCPAllDiffUnitcI); }
-  void mark(PimMarker& m) override;
   void print(std::ostream& os) const override;
-  int propagate() override;
-  int post(int level) override;
 
- private:
-  int removeFromOthers();
-  NuvCPAllDiffcI* _array;
-  std::int32_t _k;
+ protected:
+  int removeFromOthers() override;
 };
 
 // Expressions all different: the caller turns each expression into a
 // variable (the modelling layer's nuvCPVarOf) and gives those; units as
-// for AllDiffb, a unit whose variable is bound at post propagating at once.
+// for AllDiffb.
 class NuvCPAllDiffeI : public NuvCPAllDiffI {
  public:
   using NuvCPAllDiffI::NuvCPAllDiffI;
@@ -117,18 +127,11 @@ class NuvCPAllDiffeI : public NuvCPAllDiffI {
   int post(int level) override;
 };
 
-class NuvCPAllDiffUniteI : public NuvCPCstrI {
+class NuvCPAllDiffUniteI : public NuvCPAllDiffUnitbI {
  public:
-  NuvCPAllDiffUniteI(NuvCPManagerI* store, NuvCPAllDiffI* array, int k);
+  using NuvCPAllDiffUnitbI::NuvCPAllDiffUnitbI;
   std::size_t classSize() const override { return sizeof(NuvCPAllDiffUniteI); }
-  void mark(PimMarker& m) override;
   void print(std::ostream& os) const override;
-  int propagate() override;
-  int post(int level) override;
-
- private:
-  NuvCPAllDiffI* _array;
-  std::int32_t _k;
 };
 
 // Value consistency through the AC5 bind events: when x[i] is bound to v,
