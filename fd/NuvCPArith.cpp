@@ -98,11 +98,7 @@ class NuvCPArith : public NuvCPCstr {
     switch (_kind) {
       case Kind::Mult: return nuvCPNewProduct(s, _x, _y, _z);
       case Kind::Square: return nuvCPNew<NuvCPMultI>(al, s, _x, _x, _z);
-      case Kind::Plus: {
-        const int coefs[3] = {1, 1, -1};
-        NuvCPIntVarI* vars[3] = {_x, _y, _z};
-        return nuvCPNew<NuvCPLinearEquationI>(al, s, 3, coefs, vars, 0);
-      }
+      case Kind::Plus: return nuvCPNew<NuvCPTernaryEqualI>(al, s, _x, _y, _z);
       case Kind::Abs: return nuvCPNew<NuvCPAbsI>(al, s, _x, _z, _absWalk);
       case Kind::Function: {
         // min and max reason on bounds, like the array forms: enumerating

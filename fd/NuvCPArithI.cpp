@@ -95,18 +95,30 @@ void NuvCPTernaryEqualI::print(std::ostream& os) const {
 }
 
 int NuvCPTernaryEqualI::propagate() {
-  // Each pass can only narrow, by at least one value per moved bound, so the
-  // loop ends; in practice two or three passes reach the fixpoint.
+  // Each pass reads the six bounds once and moves only the bounds that its
+  // sums cut; a moved bound narrows by at least one value, so the loop ends,
+  // in practice after two or three passes. x, y and z may share a root
+  // (post handles the sharing with z), so a bound is re-read after a move
+  // only through the next pass, never reused from this one.
   for (;;) {
-    Narrow n;
-    n.min(_z, std::int64_t{_x->getMin()} + _y->getMin());
-    n.max(_z, std::int64_t{_x->getMax()} + _y->getMax());
-    n.min(_x, std::int64_t{_z->getMin()} - _y->getMax());
-    n.max(_x, std::int64_t{_z->getMax()} - _y->getMin());
-    n.min(_y, std::int64_t{_z->getMin()} - _x->getMax());
-    n.max(_y, std::int64_t{_z->getMax()} - _x->getMin());
-    if (n.failed) return NuvCPFailure;
-    if (!n.changed) break;
+    const std::int64_t xl = _x->getMin(), xh = _x->getMax();
+    const std::int64_t yl = _y->getMin(), yh = _y->getMax();
+    const std::int64_t zl = _z->getMin(), zh = _z->getMax();
+    bool changed = false;
+    auto up = [&](NuvCPIntVarI* v, std::int64_t cur, std::int64_t to) {
+      if (to <= cur) return true;
+      changed = true;
+      return v->updateMin(nuvCPClampInt(to)) != NuvCPFailure;
+    };
+    auto down = [&](NuvCPIntVarI* v, std::int64_t cur, std::int64_t to) {
+      if (to >= cur) return true;
+      changed = true;
+      return v->updateMax(nuvCPClampInt(to)) != NuvCPFailure;
+    };
+    if (!up(_z, zl, xl + yl) || !down(_z, zh, xh + yh) || !up(_x, xl, zl - yh) ||
+        !down(_x, xh, zh - yl) || !up(_y, yl, zl - xh) || !down(_y, yh, zh - xl))
+      return NuvCPFailure;
+    if (!changed) break;
   }
   if (_x->isBound() && _y->isBound() && _z->isBound())
     return std::int64_t{_x->getMin()} + _y->getMin() == _z->getMin() ? NuvCPSuccess

@@ -686,6 +686,27 @@ void FznBuilder::linear(std::vector<std::int64_t> coefs, RavObjectArray xs, Wide
       post(plain[ri], {RavValue(x), RavValue(y), RavValue(rhs32)});
     return;
   }
+  if (!r && rel == Rel::Eq && rhs32 == 0 && cs.size() == 3) {
+    // x + y - z == 0 (in any order and sign) is z == x + y: a propagator
+    // over three bounds instead of the general sum's term loop.
+    int plus = 0, minus = 0;
+    for (auto a : cs) {
+      plus += a == 1;
+      minus += a == -1;
+    }
+    if (plus + minus == 3 && (plus == 1 || minus == 1)) {
+      const std::int64_t lone = plus == 1 ? 1 : -1;
+      std::vector<NuvNativeObject*> xy;
+      NuvNativeObject* z = nullptr;
+      for (std::size_t i = 0; i < 3; ++i)
+        if (cs[i] == lone)
+          z = vs.values[i];
+        else
+          xy.push_back(vs.values[i]);
+      post("CP$TernaryEqual", {RavValue(xy[0]), RavValue(xy[1]), RavValue(z)});
+      return;
+    }
+  }
   if (!r && rel == Rel::Le && isUnit2(cs, 1, 1)) {
     post("CP$SLEqual", {RavValue(vs.values[0]), RavValue(vs.values[1]), RavValue(rhs32)});
     return;
