@@ -8,6 +8,7 @@
 #include "fd/NuvCPManager.h"
 #include "fd/NuvCPManagerI.h"
 #include "fd/NuvCPSolutionI.h"
+#include "fd/NuvCPViewIntVarI.h"
 #include "host/PimError.h"
 
 void NuvCPIntVar::print(std::ostream& os) const {
@@ -59,6 +60,16 @@ void NuvCPIntVar::init(RavRuntime& rt, int nargs) {
             x->removeValue(static_cast<int>(v)) == NuvCPFailure)
           throw PimExecutionError(rt.source(), "out of memory creating a var<CP>{int}");
   }
+}
+
+NuvNativeObject* nuvCPIntViewHandle(RavRuntime& rt, NuvCPIntVarI* y, int c) {
+  NuvCPManagerI* s = y->getSolver();
+  const NuvNativeClass* cls = rt.getClass("CP$VarInt");
+  auto* h = static_cast<NuvCPIntVar*>(cls->factory()->instantiate(rt.program().getMgr()->allocator(), cls));
+  auto* v = nuvCPNew<NuvCPViewIntVarI>(s->allocator(), s->allocator(), s, y, c);
+  if (!h || !v) throw PimExecutionError(rt.source(), "out of memory creating a var<CP>{int}");
+  h->_var = v;
+  return h;
 }
 
 void NuvCPBoolVar::print(std::ostream& os) const {

@@ -11,6 +11,7 @@ class NuvCPIntVar : public NuvCPVarObject {
   // CP$VarInt(store, lo, hi) or CP$VarInt(store, set-or-int-array).
   void init(RavRuntime& rt, int nargs) override;
   static const RavMethodTable* methodTable();
+  friend NuvNativeObject* nuvCPIntViewHandle(RavRuntime& rt, NuvCPIntVarI* y, int c);
 
   class Factory : public NuvCPFactory<NuvCPIntVar> {
    public:
@@ -35,6 +36,11 @@ class NuvCPBoolVar : public NuvCPVarObject {
     std::size_t classSize() const override { return sizeof(Factory); }
   };
 };
+
+// A "CP$VarInt" handle on the view y + c (|c| below 2^30), for front ends
+// that name one variable by another: the handle passes the view to every
+// constraint that takes a var<CP>{int}.
+NuvNativeObject* nuvCPIntViewHandle(RavRuntime& rt, NuvCPIntVarI* y, int c);
 
 // The propagator a subscription method was given: a handle of a posted
 // propagator. `method` names the method for the "(null)" message.

@@ -6,6 +6,7 @@
 
 #include "fd/NuvCPIVarI.h"
 #include "fd/NuvCPIntMath.h"
+#include "fd/NuvCPIntVar.h"
 #include "fd/NuvCPManager.h"
 #include "fd/NuvCPManagerI.h"
 #include "fd/NuvCPNative.h"
@@ -16,6 +17,9 @@ namespace {
 // The integer variables' value range; anything outside cannot be represented.
 constexpr std::int64_t kMinValue = -1073741823;
 constexpr std::int64_t kMaxValue = 1073741822;
+// A view's offset stays below 2^30 in magnitude, so that the view's values
+// never leave the int range.
+constexpr std::int64_t kViewOffsetLimit = std::int64_t{1} << 30;
 
 // Sums and products of constants from the file (anywhere in 64 bits) with
 // coefficients and bounds are taken in 128 bits, where they cannot overflow.
@@ -133,36 +137,106 @@ void FznBuilder::checkUnsupportedDecl(const FznDecl& d) const {
 }
 
 void FznBuilder::findAliases() {
-  // bool2int(a, b) with b an integer variable of its own that can be 0 and 1:
-  // b is a itself, and the constraint is not posted. Models with reified
-  // sums have one of these per Boolean; sharing the variable saves a
-  // propagator and a round of events each.
+  // Two kinds of constraint only name one variable by another, and are not
+  // posted:
+  // - bool2int(a, b) with b an integer variable of its own that can be 0 and
+  //   1: b is a itself. Models with reified sums have one of these per
+  //   Boolean; sharing the variable saves a propagator and a round of events.
+  // - int_lin_eq([1, -1], [a, b], c) (either sign order) that defines b, an
+  //   integer variable of its own: b is the view a - c (so for b = a + i,
+  //   the diagonals of n-queens and every shifted copy MiniZinc introduces).
+  //   The view has no domain of its own; b's declared domain is kept by
+  //   narrowing a (declareVars). Every propagator takes views, so a
+  //   constraint on b acts on a directly, without a channel between two
+  //   variables and its second round of events.
+  // The objective is never made a view (branch and bound narrows it
+  // directly), and a view's root is always an integer variable.
   _aliasOf.assign(_m.symbolCount(), UINT32_MAX);
+  _aliasOffset.assign(_m.symbolCount(), 0);
   _skip.assign(_m.constraints.size(), false);
+  std::uint32_t objective = UINT32_MAX;
+  if (_m.solve.objective) {
+    const FznExpr& o = _m.deref(*_m.solve.objective);
+    if (o.kind == FznExprKind::Ident) objective = o.symbol;
+  }
+  // The root a symbol stands for, and the offset from that root.
+  auto rootOf = [&](std::uint32_t sym, std::int64_t& offset) {
+    offset = 0;
+    while (_aliasOf[sym] != UINT32_MAX) {
+      offset += _aliasOffset[sym];
+      sym = _aliasOf[sym];
+    }
+    return sym;
+  };
+  auto ownIntVar = [&](std::uint32_t sym) {
+    const FznDecl* d = _m.find(sym);
+    return d && d->isVar() && !d->isArray() && !d->value && d->type.base == FznBaseType::Int &&
+           _aliasOf[sym] == UINT32_MAX;
+  };
   for (std::size_t i = 0; i < _m.constraints.size(); ++i) {
     const FznConstraint& c = _m.constraints[i];
-    if (_m.name(c.symbol) != "bool2int" || c.args.size() != 2) continue;
-    const FznExpr& a = _m.deref(c.args[0]);
-    const FznExpr& b = _m.deref(c.args[1]);
-    if (a.kind != FznExprKind::Ident || b.kind != FznExprKind::Ident || a.symbol == b.symbol) continue;
-    const FznDecl* db = _m.find(b.symbol);
-    if (!db || !db->isVar() || db->isArray() || db->value || _aliasOf[b.symbol] != UINT32_MAX)
-      continue;
-    if (db->type.base != FznBaseType::Int) continue;
-    if (db->type.domain) {
-      std::vector<FznIntRange> dom = _m.intSetValue(*db->type.domain);
-      auto has = [&](std::int64_t v) {
-        return std::any_of(dom.begin(), dom.end(),
-                           [&](const FznIntRange& r) { return r.low <= v && v <= r.high; });
-      };
-      if (!has(0) || !has(1)) continue;
+    const std::string& name = _m.name(c.symbol);
+    if (name == "bool2int" && c.args.size() == 2) {
+      const FznExpr& a = _m.deref(c.args[0]);
+      const FznExpr& b = _m.deref(c.args[1]);
+      if (a.kind != FznExprKind::Ident || b.kind != FznExprKind::Ident || a.symbol == b.symbol) continue;
+      if (!ownIntVar(b.symbol)) continue;
+      const FznDecl* db = _m.find(b.symbol);
+      if (db->type.domain) {
+        std::vector<FznIntRange> dom = _m.intSetValue(*db->type.domain);
+        auto has = [&](std::int64_t v) {
+          return std::any_of(dom.begin(), dom.end(),
+                             [&](const FznIntRange& r) { return r.low <= v && v <= r.high; });
+        };
+        if (!has(0) || !has(1)) continue;
+      }
+      // Follow a to the variable it stands for, so that chains end at a root.
+      std::int64_t offset;
+      const std::uint32_t root = rootOf(a.symbol, offset);
+      if (root == b.symbol || offset != 0) continue;
+      _aliasOf[b.symbol] = root;
+      _skip[i] = true;
+    } else if (name == "int_lin_eq" && c.args.size() == 3) {
+      const FznExpr* def = _m.findAnnotation(c.annotations, "defines_var");
+      if (!def || def->kind != FznExprKind::Call || def->items.size() != 1) continue;
+      const FznExpr& target = _m.deref(def->items[0]);
+      if (target.kind != FznExprKind::Ident) continue;
+      const std::vector<std::int64_t> coefs = _m.intArrayValue(c.args[0]);
+      std::span<const FznExpr> xs = _m.arrayElements(c.args[1]);
+      if (coefs.size() != 2 || xs.size() != 2 || coefs[0] != -coefs[1] ||
+          (coefs[0] != 1 && coefs[0] != -1))
+        continue;
+      const FznExpr& x0 = _m.deref(xs[0]);
+      const FznExpr& x1 = _m.deref(xs[1]);
+      if (x0.kind != FznExprKind::Ident || x1.kind != FznExprKind::Ident || x0.symbol == x1.symbol)
+        continue;
+      // With k = coefs[0] (1 or -1), x0 - x1 == k * rhs; the defined one,
+      // b, is the other, a, plus d.
+      const std::int64_t rhs = _m.intValue(c.args[2]);
+      std::uint32_t a, b;
+      std::int64_t d;
+      if (target.symbol == x1.symbol) {  // x1 = x0 - coefs[0] * rhs
+        a = x0.symbol;
+        b = x1.symbol;
+        d = -coefs[0] * rhs;
+      } else if (target.symbol == x0.symbol) {  // x0 = x1 + coefs[0] * rhs
+        a = x1.symbol;
+        b = x0.symbol;
+        d = coefs[0] * rhs;
+      } else {
+        continue;
+      }
+      if (b == objective || !ownIntVar(b)) continue;
+      std::int64_t offset;
+      const std::uint32_t root = rootOf(a, offset);
+      const FznDecl* dr = _m.find(root);
+      if (root == b || !dr || !dr->isVar() || dr->type.base != FznBaseType::Int) continue;
+      offset += d;
+      if (offset <= -kViewOffsetLimit || offset >= kViewOffsetLimit) continue;
+      _aliasOf[b] = root;
+      _aliasOffset[b] = static_cast<std::int32_t>(offset);
+      _skip[i] = true;
     }
-    // Follow a to the variable it stands for, so that chains end at a root.
-    std::uint32_t root = a.symbol;
-    while (_aliasOf[root] != UINT32_MAX) root = _aliasOf[root];
-    if (root == b.symbol) continue;
-    _aliasOf[b.symbol] = root;
-    _skip[i] = true;
   }
 }
 
@@ -209,8 +283,24 @@ void FznBuilder::declareVars() {
   for (const FznDecl& d : _m.decls) {
     if (!d.isVar() || d.isArray() || d.value || _aliasOf[d.symbol] == UINT32_MAX) continue;
     std::uint32_t root = d.symbol;
-    while (_aliasOf[root] != UINT32_MAX) root = _aliasOf[root];
-    _varOf[d.symbol] = _varOf[root];
+    std::int64_t offset = 0;
+    while (_aliasOf[root] != UINT32_MAX) {
+      offset += _aliasOffset[root];
+      root = _aliasOf[root];
+    }
+    if (!_varOf[root]) continue;  // its root failed to exist (an empty domain)
+    if (offset == 0) {
+      _varOf[d.symbol] = _varOf[root];
+      continue;
+    }
+    NuvNativeObject* v = nuvCPIntViewHandle(_rt, static_cast<NuvCPVarObject*>(_varOf[root])->intVar(),
+                                            static_cast<int>(offset));
+    _varOf[d.symbol] = v;
+    // The view keeps the domain declared for it by narrowing its root.
+    if (d.type.domain && !_failed &&
+        !keepOnly(static_cast<NuvCPVarObject*>(v)->intVar(), _m.intSetValue(*d.type.domain), d.pos,
+                  "the domain of variable '" + d.name + "'"))
+      fail();
   }
   // An alias with a domain of its own narrows what it names.
   for (const FznDecl& d : _m.decls) {

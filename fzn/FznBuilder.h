@@ -202,6 +202,7 @@ class FznBuilder {
   std::vector<const Builtin*> _builtinOf;  // by constraint, after checkConstraints()
   std::vector<NuvNativeObject*> _varOf;  // by symbol; null for non-variables
   std::vector<std::uint32_t> _aliasOf;   // by symbol: the variable it shares, or UINT32_MAX
+  std::vector<std::int32_t> _aliasOffset;  // by symbol: it is _aliasOf's variable plus this
   std::vector<bool> _skip;               // by constraint: already expressed by an alias
   std::unordered_map<std::int64_t, NuvNativeObject*> _constants;
   std::vector<NuvCPIntVarI*> _modelVars;

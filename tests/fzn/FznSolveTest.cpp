@@ -110,6 +110,47 @@ TEST(FznSolve, AFailedCompletionRemovesTheAnswerAndLosesNoOther) {
   EXPECT_EQ(r.status, "==========");
 }
 
+TEST(FznSolve, DefinedShiftsKeepTheirOwnDomains) {
+  // y = x + 2, z = y - 10 (a chain), w = x - 3 (the other sign order) are
+  // defined shifts; each declared domain still binds: y in 3..6 drops
+  // x = 5, z in -7..-5 drops x = 4, w in {-2, 0} drops x = 2. v = x and a
+  // constraint defining x from v again form a cycle, which stays a
+  // constraint. k = i + 1 with i a Boolean's 0/1 copy, and the objective
+  // o = x + 1, are shifts too.
+  const char* fzn =
+      "var 1..5: x :: output_var;\n"
+      "var 3..6: y :: output_var :: is_defined_var;\n"
+      "var -7..-5: z :: output_var :: is_defined_var;\n"
+      "var {-2, 0}: w :: output_var :: is_defined_var;\n"
+      "var 0..9: v :: var_is_introduced :: is_defined_var;\n"
+      "var bool: b :: output_var;\n"
+      "var 0..1: i :: var_is_introduced :: is_defined_var;\n"
+      "var 1..2: k :: var_is_introduced :: is_defined_var;\n"
+      "constraint int_lin_eq([1, -1], [y, x], 2) :: defines_var(y);\n"
+      "constraint int_lin_eq([1, -1], [y, z], 10) :: defines_var(z);\n"
+      "constraint int_lin_eq([-1, 1], [x, w], -3) :: defines_var(w);\n"
+      "constraint int_lin_eq([1, -1], [x, v], 0) :: defines_var(v);\n"
+      "constraint int_lin_eq([1, -1], [v, x], 0) :: defines_var(x);\n"
+      "constraint bool2int(b, i) :: defines_var(i);\n"
+      "constraint int_lin_eq([1, -1], [k, i], 1) :: defines_var(k);\n"
+      "constraint int_le(k, 1);\n"
+      "solve :: int_search([x], input_order, indomain_min, complete) satisfy;\n";
+  Output r = solve(fzn, {"-a"});
+  EXPECT_EQ(r.solutions, (std::vector<std::string>{"x = 1;\ny = 3;\nz = -7;\nw = -2;\nb = false;\n",
+                                                   "x = 3;\ny = 5;\nz = -5;\nw = 0;\nb = false;\n"}));
+  EXPECT_EQ(r.status, "==========");
+  const char* opt =
+      "var 1..5: x :: output_var;\n"
+      "var 0..9: o :: output_var :: is_defined_var;\n"
+      "constraint int_lin_eq([1, -1], [o, x], 1) :: defines_var(o);\n"
+      "constraint int_ne(x, 5);\n"
+      "solve maximize o;\n";
+  Output best = solve(opt, {});
+  ASSERT_EQ(best.solutions.size(), 1u);
+  EXPECT_EQ(best.solutions[0], "x = 4;\no = 5;\n");
+  EXPECT_EQ(best.status, "==========");
+}
+
 TEST(FznSolve, SolutionCountWithAndWithoutAllSolutions) {
   Output two = solve(kIntroduced, {"-a", "-n", "2"});
   EXPECT_EQ(two.solutions.size(), 2u);
