@@ -81,10 +81,22 @@ bool NuvCPAllDiffI::twins(const std::int32_t* shift) const {
   return std::adjacent_find(keys.begin(), keys.end()) != keys.end();
 }
 
+NuvCPAllDiffStrength nuvCPAllDiffDefault(int n, NuvCPIntVarI* const* x) {
+  if (n < 2) return NuvCPAllDiffStrength::Bounds;
+  std::int64_t lo = x[0]->getMin(), hi = x[0]->getMax();
+  for (int i = 1; i < n; ++i) {
+    lo = std::min<std::int64_t>(lo, x[i]->getMin());
+    hi = std::max<std::int64_t>(hi, x[i]->getMax());
+  }
+  const std::int64_t span = hi - lo + 1;
+  return span <= n + n / 4 && n * span <= kDomainDefaultCells ? NuvCPAllDiffStrength::Domain
+                                                               : NuvCPAllDiffStrength::Bounds;
+}
+
 NuvCPCstrI* nuvCPNewAllDiff(NuvCPManagerI* s, int low, int n, NuvCPIntVarI* const* x,
                             NuvCPAllDiffStrength strength) {
   PimAllocator* a = s->allocator();
-  if (strength == NuvCPAllDiffStrength::Default) strength = NuvCPAllDiffStrength::Bounds;
+  if (strength == NuvCPAllDiffStrength::Default) strength = nuvCPAllDiffDefault(n, x);
   switch (strength) {
     case NuvCPAllDiffStrength::Basic: return nuvCPNew<NuvCPAllDiffbI>(a, s, low, n, x);
     case NuvCPAllDiffStrength::Value: return nuvCPNew<NuvCPAllDiffvI>(a, s, low, n, x);

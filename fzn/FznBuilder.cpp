@@ -946,8 +946,8 @@ void FznBuilder::cumulative(const FznConstraint& c) {
 }
 
 // One propagator instead of the quadratic decomposition; ::domain,
-// ::bounds and ::value_propagation choose its strength (bounds by
-// default, see fd/NuvCPAllDiffI.h).
+// ::bounds and ::value_propagation choose its strength (without one the
+// store picks by the values, see nuvCPAllDiffDefault in fd/NuvCPAllDiffI.h).
 void FznBuilder::allDifferent(const FznConstraint& c) {
   const char* strength = "default";
   if (_m.findAnnotation(c.annotations, "value_propagation")) strength = "value";

@@ -183,3 +183,26 @@ TEST_F(AllDiffCase, LongAugmentingPathsNeedNoDeepRecursion) {
 }
 
 }  // namespace
+
+TEST_F(AllDiffCase, TheDefaultReasonsOnDomainsOnlyForSmallNearPermutations) {
+  // x1, x2 in {1, 3}, x3 in 1..3: a Hall set with a hole, which only
+  // domain reasoning sees (x3 = 2); the values span n, so the default
+  // reasons on domains.
+  NuvCPIntVarI* x[] = {var(1, 3), var(1, 3), var(1, 3)};
+  ASSERT_NE(x[0]->removeValue(2), NuvCPFailure);
+  ASSERT_NE(x[1]->removeValue(2), NuvCPFailure);
+  EXPECT_EQ(nuvCPAllDiffDefault(3, x), NuvCPAllDiffStrength::Domain);
+  ASSERT_NE(store.post(nuvCPNewAllDiff(&store, 0, 3, x, NuvCPAllDiffStrength::Default)), NuvCPFailure);
+  EXPECT_TRUE(x[2]->isBound());
+  EXPECT_EQ(x[2]->getMin(), 2);
+  // Loose values (a span above n + n/4), or a permutation too large for
+  // a matching at every run: bounds.
+  NuvCPIntVarI* y[] = {var(0, 9), var(0, 9), var(0, 9), var(0, 9)};
+  EXPECT_EQ(nuvCPAllDiffDefault(4, y), NuvCPAllDiffStrength::Bounds);
+  std::vector<NuvCPIntVarI*> z, w;
+  for (int i = 0; i < 300; ++i) z.push_back(var(0, 299));
+  EXPECT_EQ(nuvCPAllDiffDefault(300, z.data()), NuvCPAllDiffStrength::Bounds);  // 300 * 300 cells
+  for (int i = 0; i < 180; ++i) w.push_back(var(0, 199));
+  EXPECT_EQ(nuvCPAllDiffDefault(180, w.data()), NuvCPAllDiffStrength::Domain);  // 200 <= 225
+  EXPECT_EQ(nuvCPAllDiffDefault(150, w.data()), NuvCPAllDiffStrength::Bounds);  // 200 > 187
+}
