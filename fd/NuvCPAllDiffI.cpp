@@ -254,6 +254,85 @@ int NuvCPAllDiffvI::valBindIdx(NuvCPIntVarI*, int index, int value) {
   return NuvCPSuspend;
 }
 
+// ---- reified --------------------------------------------------------------------------
+
+NuvCPAllDiffReifI::NuvCPAllDiffReifI(NuvCPManagerI* store, int n, NuvCPIntVarI* const* x,
+                                     NuvCPIntVarI* b)
+    : NuvCPAllDiffI(store, 0, n, x), _b(b) {
+  if (n > 0)
+    _values = static_cast<std::int32_t*>(
+        store->allocator()->allocate(static_cast<std::size_t>(n) * sizeof(std::int32_t)));
+}
+
+void NuvCPAllDiffReifI::mark(PimMarker& m) {
+  NuvCPAllDiffI::mark(m);
+  m.mark(_b);
+}
+
+void NuvCPAllDiffReifI::print(std::ostream& os) const {
+  os << "alldiff(";
+  printArray(os);
+  os << ") <=> ";
+  _b->print(os);
+  printStatus(os);
+}
+
+int NuvCPAllDiffReifI::propagate() {
+  if (_b->isBound() && _b->getMin() == 1) {
+    // Every bound value leaves the others; a removal that binds a position
+    // wakes this propagator again with the new value.
+    int open = 0;
+    for (int i = 0; i < _n; ++i) {
+      if (!_x[i]->isBound()) {
+        ++open;
+        continue;
+      }
+      const int v = _x[i]->getMin();
+      for (int j = 0; j < _n; ++j)
+        if (j != i && _x[j]->removeValue(v) == NuvCPFailure) return NuvCPFailure;
+    }
+    return open == 0 ? NuvCPSuccess : NuvCPSuspend;
+  }
+  int k = 0, open = -1;
+  for (int i = 0; i < _n; ++i) {
+    if (_x[i]->isBound())
+      _values[k++] = _x[i]->getMin();
+    else
+      open = i;
+  }
+  std::sort(_values, _values + k);
+  if (std::adjacent_find(_values, _values + k) != _values + k)
+    return _b->bind(0) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
+  if (k == _n) return _b->bind(1) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
+  if (_b->isBound() && _b->getMin() == 0 && k == _n - 1) {
+    // b false: the open position must repeat one of the others' values.
+    // The walk takes the next value before removing the current one.
+    NuvCPIntVarI* u = _x[open];
+    for (int v = u->getMin();;) {
+      const bool last = v >= u->getMax();
+      const int next = last ? v : u->nextValue(v);
+      if (!std::binary_search(_values, _values + k, v) && u->removeValue(v) == NuvCPFailure)
+        return NuvCPFailure;
+      if (last) break;
+      v = next;
+    }
+  }
+  return NuvCPSuspend;
+}
+
+int NuvCPAllDiffReifI::post(int) {
+  if (!ok()) return NuvCPFailure;
+  // b is a truth value, whatever variable stands for it.
+  if (_b->updateMin(0) == NuvCPFailure || _b->updateMax(1) == NuvCPFailure) return NuvCPFailure;
+  if (twins()) return _b->bind(0) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
+  const int r = propagate();
+  if (r != NuvCPSuspend) return r;
+  for (int i = 0; i < _n; ++i)
+    if (!_x[i]->isBound()) _x[i]->addBind(this);
+  if (!_b->isBound()) _b->addBind(this);
+  return NuvCPSuspend;
+}
+
 // ---- bounds consistency -------------------------------------------------------------
 
 NuvCPAllDiffBoundsI::NuvCPAllDiffBoundsI(NuvCPManagerI* store, int low, int n,

@@ -246,6 +246,37 @@ class NuvCPAllDifferentACI : public NuvCPAllDiffI {
   std::int64_t* _pathVal = nullptr;
 };
 
+// b <=> the variables of x pairwise different (MiniZinc's reified
+// all_different). Our own; it reasons on bound values:
+// - two positions bound to one value make b false (the post does so at
+//   once when two positions present the same variable with the same
+//   offset); every position bound to distinct values makes b true;
+// - b true: value consistency, as NuvCPAllDiffvI, rerun from the bound
+//   positions on every bind (O(n) per bound position and run);
+// - b false with a single position open and the others bound to distinct
+//   values: that position keeps only the others' values (O(its domain)).
+// No bounds or domain reasoning under b true: a reified all-different is
+// rarely the core of a model, and the bind-driven check keeps every answer
+// exact. Cost of one run O(n log n + n k) with k bound positions.
+// Shared variables: positions are independent (views of one variable with
+// different offsets only make some pairs never equal); b may be one of the
+// positions, whose value is then read like any other.
+// Members: the array and b, constant; the sorted values, scratch.
+class NuvCPAllDiffReifI : public NuvCPAllDiffI {
+ public:
+  NuvCPAllDiffReifI(NuvCPManagerI* store, int n, NuvCPIntVarI* const* x, NuvCPIntVarI* b);
+  std::size_t classSize() const override { return sizeof(NuvCPAllDiffReifI); }
+  void mark(PimMarker& m) override;
+  void print(std::ostream& os) const override;
+  int propagate() override;
+  int post(int level) override;
+  bool ok() const { return NuvCPAllDiffI::ok() && (_n == 0 || _values); }
+
+ private:
+  NuvCPIntVarI* _b;
+  std::int32_t* _values = nullptr;
+};
+
 // How strongly an all-different reasons.
 enum class NuvCPAllDiffStrength {
   Basic,   // units, one per variable

@@ -4,6 +4,7 @@
 #include <map>
 #include <utility>
 
+#include "fd/NuvCPAllDiffI.h"
 #include "fd/NuvCPIVarI.h"
 #include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPIntVar.h"
@@ -78,6 +79,7 @@ FznBuilder::FznBuilder(const FznModel& model, RavRuntime& rt, NuvNativeObject* s
       {"array_var_int_element", {&B::arrayVarIntElement, {IV, IVA, IV}}},
       {"fzn_cumulative", {&B::cumulative, {IVA, IVA, IVA, IV}}},
       {"fzn_all_different_int", {&B::allDifferent, {IVA}}},
+      {"fzn_all_different_int_reif", {&B::allDifferentReif, {IVA, BV}}},
       {"array_var_bool_element", {&B::arrayVarIntElement, {IV, BVA, BV}}},
       {"array_bool_and", {&B::arrayBoolAnd, {BVA, BV}}},
       {"array_bool_or", {&B::arrayBoolOr, {BVA, BV}}},
@@ -954,6 +956,20 @@ void FznBuilder::allDifferent(const FznConstraint& c) {
   for (const char* s : {"bounds", "domain"})
     if (_m.findAnnotation(c.annotations, s)) strength = s;
   post("CP$AllDiff", {RavValue(vars(c.args[0])), RavValue(strength)});
+}
+
+// b <=> all different: no language class has this form, so the propagator
+// is posted on the store directly.
+void FznBuilder::allDifferentReif(const FznConstraint& c) {
+  if (_failed) return;
+  std::vector<NuvCPIntVarI*> xs;
+  for (NuvNativeObject* o : vars(c.args[0]).values) xs.push_back(static_cast<NuvCPVarObject*>(o)->intVar());
+  NuvCPManagerI* s = store();
+  auto* p = nuvCPNew<NuvCPAllDiffReifI>(s->allocator(), s, static_cast<int>(xs.size()), xs.data(),
+                                        implVar(c.args[1]));
+  if (!p) _m.fail(c.pos, "out of memory posting all_different_int_reif");
+  ++_posted;
+  if (s->post(p) == NuvCPFailure) fail();
 }
 
 // ---- Boolean ------------------------------------------------------------------------

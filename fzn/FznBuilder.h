@@ -168,6 +168,7 @@ class FznBuilder {
   void arrayVarIntElement(const FznConstraint& c);
   void cumulative(const FznConstraint& c);
   void allDifferent(const FznConstraint& c);
+  void allDifferentReif(const FznConstraint& c);
   void arrayBoolAnd(const FznConstraint& c);
   void arrayBoolOr(const FznConstraint& c);
   void arrayBoolXor(const FznConstraint& c);

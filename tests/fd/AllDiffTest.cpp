@@ -206,3 +206,31 @@ TEST_F(AllDiffCase, TheDefaultReasonsOnDomainsOnlyForSmallNearPermutations) {
   EXPECT_EQ(nuvCPAllDiffDefault(180, w.data()), NuvCPAllDiffStrength::Domain);  // 200 <= 225
   EXPECT_EQ(nuvCPAllDiffDefault(150, w.data()), NuvCPAllDiffStrength::Bounds);  // 200 > 187
 }
+
+TEST(AllDiff, ReifiedIsSoundWithSharedVariablesAndTheControlAmongThem) {
+  // b <=> x pairwise different, b last; then b among the positions, and
+  // one variable in two positions (itself or shifted).
+  auto reif = [](NuvCPManagerI& s, const Vars& v) {
+    const int n = static_cast<int>(v.size()) - 1;
+    return s.post(nuvCPNew<NuvCPAllDiffReifI>(s.allocator(), &s, n, v.data(), v[n]));
+  };
+  auto holds = [](const Assignment& a) {
+    const Assignment x(a.begin(), a.end() - 1);
+    return a.back() == (distinct(x) ? 1 : 0);
+  };
+  PropagatorChecker checker(randomDomains({{0, 2}, {1, 3}, {0, 3}, {0, 1}}, 0.6), reif, holds);
+  Options o;
+  o.seed = 77;
+  const Stats st = checker.run(o);
+  EXPECT_GT(st.trialsWithSolutions, 100);
+  EXPECT_GT(st.failures, 0);
+  std::uint32_t seed = 90;
+  for (const Filling& f : sharedFillings(4, {0, 1, -1})) {
+    Options so;
+    so.seed = seed++;
+    so.trials = 30;
+    so.dives = 4;
+    checkShared(f, {{0, 2}, {0, 2}, {-1, 2}, {0, 1}}, reif, holds, so);
+    if (::testing::Test::HasFailure()) return;
+  }
+}

@@ -84,7 +84,35 @@ def all_different(rng):
     return "\n".join(lines) + "\n", opt
 
 
-GLOBALS = {"cumulative": cumulative, "all_different_int": all_different}
+def all_different_reif(rng):
+    """b <-> all_different over the same kind of arrays, b printed (some
+    arrays sharing a variable), and b also used: sometimes forced, or
+    counted in the objective."""
+    n = rng.randint(2, 4)
+    lines = ['include "all_different.mzn";', "var bool: b;"]
+    for i in range(n):
+        lo = rng.randint(-1, 1)
+        hi = lo + rng.randint(0, 3)
+        lines.append(f"var {lo}..{hi}: x{i};")
+    terms = [f"x{i}" if rng.random() < 0.7 else f"x{i} + {rng.randint(-2, 2)}" for i in range(n)]
+    if rng.random() < 0.1:
+        terms.append(terms[0])
+    lines.append(f"constraint b <-> all_different([{', '.join(terms)}]);")
+    if rng.random() < 0.3:
+        lines.append(f"constraint {rng.choice(['b', 'not b'])};")
+    xs = ", ".join(f"x{i}" for i in range(n))
+    if rng.random() < 0.3:
+        lines.append(f"solve maximize sum([{xs}]) + 3 * bool2int(b);")
+        opt = True
+    else:
+        lines.append("solve satisfy;")
+        opt = False
+    lines.append(f'output [show([{xs}]), " ", show(b)];')
+    return "\n".join(lines) + "\n", opt
+
+
+GLOBALS = {"cumulative": cumulative, "all_different_int": all_different,
+           "all_different_int_reif": all_different_reif}
 
 
 def solve(minizinc, msc, mzn, std, opt):
