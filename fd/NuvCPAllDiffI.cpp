@@ -1,6 +1,7 @@
 #include "fd/NuvCPAllDiffI.h"
 
 #include <algorithm>
+#include <bit>
 #include <ostream>
 #include <utility>
 #include <vector>
@@ -558,7 +559,44 @@ bool NuvCPAllDifferentACI::allocate() {
   std::fill(_varSeen, _varSeen + n, 0u);
   std::fill(_valMatch, _valMatch + nv, -1);
   std::fill(_valSeen, _valSeen + nv, 0u);
-  return true;
+  // The edges of one run: domains only shrink, so their sizes now bound
+  // them for good.
+  std::int64_t edges = 0;
+  for (int i = 0; i < _n; ++i) edges += _x[i]->getSize();
+  _adjStart = ::allocate<std::int32_t>(a, n + 1);
+  _adj = ::allocate<std::int32_t>(a, edges);
+  return _adjStart && _adj;
+}
+
+// Every variable's values as indices v - vmin, in increasing order, read
+// once per run through the domains' words (a view's too) instead of a
+// member and a next-value call per edge step of the search.
+void NuvCPAllDifferentACI::readEdges() {
+  std::int32_t k = 0;
+  for (int i = 0; i < _n; ++i) {
+    _adjStart[i] = k;
+    const NuvCPIntVarI* x = _x[i];
+    NuvCPDomainIterator it;
+    x->domainIterator(it);
+    if (it.valid) {
+      const std::int64_t base = std::int64_t{it.base} - _vmin;
+      for (std::uint32_t w = it.current;;) {
+        while (w) {
+          _adj[k++] = static_cast<std::int32_t>(base + 32LL * it.word + std::countr_zero(w));
+          w &= w - 1;
+        }
+        if (it.word >= it.lastWord) break;
+        w = it.bits[++it.word];
+        if (it.word == it.lastWord) w &= it.lastMask;
+      }
+    } else {
+      forValuesFrom(x, x->getMin(), [&](int v) {
+        _adj[k++] = static_cast<std::int32_t>(v - _vmin);
+        return true;
+      });
+    }
+  }
+  _adjStart[_n] = k;
 }
 
 int NuvCPAllDifferentACI::post(int) {
@@ -671,6 +709,7 @@ bool NuvCPAllDifferentACI::augment(int root) {
 // Numbers count down from n + |values|, so low links are maxima. The walk
 // keeps its frames on an explicit stack.
 int NuvCPAllDifferentACI::prune() {
+  readEdges();
   std::fill(_varComp, _varComp + 3 * _n, 0);
   std::fill(_valComp, _valComp + 3 * _valSize, 0);
   _dfsNum = _n + _valSize;
@@ -692,7 +731,7 @@ int NuvCPAllDifferentACI::prune() {
     _stackNode[_top] = node;
     _stackKind[_top] = kind;
     ++_top;
-    _frames[frames++] = Frame{node, kind, kind == 0 ? std::int64_t{_x[node]->getMin()} : 0};
+    _frames[frames++] = Frame{node, kind, kind == 0 ? std::int64_t{_adjStart[node]} : 0};
   };
   for (int root = 0; root < _n; ++root) {
     if (_varNum[root] != 0) continue;
@@ -702,12 +741,11 @@ int NuvCPAllDifferentACI::prune() {
       int succ = -1;
       std::uint8_t succKind = 0;
       if (f.kind == 0) {
-        const std::int32_t own = _varMatch[f.node];
-        std::int64_t v = firstFrom(_x[f.node], f.next, INT64_MAX);
-        if (v != INT64_MAX && v == own) v = firstFrom(_x[f.node], v + 1, INT64_MAX);
-        if (v != INT64_MAX) {
-          f.next = v + 1;
-          succ = static_cast<int>(v - _vmin);
+        const std::int64_t own = _varMatch[f.node] - _vmin;
+        const std::int32_t end = _adjStart[f.node + 1];
+        if (f.next < end && _adj[f.next] == own) ++f.next;
+        if (f.next < end) {
+          succ = _adj[f.next++];
           succKind = 1;
         }
       } else if (_valMatch[f.node] >= 0) {
@@ -756,17 +794,16 @@ int NuvCPAllDifferentACI::prune() {
   // A value outside its variable's component, and not its match, has no
   // support. (With views of one variable in two places a removal can empty
   // another position: that is a failure, not an error.)
+  // The edges read at the start may name values a removal here has taken
+  // since (views of one variable): those are skipped.
   for (int i = 0; i < _n; ++i) {
     NuvCPIntVarI* x = _x[i];
-    const std::int32_t own = _varMatch[i];
-    std::int64_t v = x->getMin();
-    while (v <= x->getMax()) {
-      v = firstFrom(x, v, INT64_MAX);
-      if (v == INT64_MAX) break;
-      if (v != own && _varComp[i] != _valComp[v - _vmin] &&
-          x->removeValue(static_cast<int>(v)) == NuvCPFailure)
-        return NuvCPFailure;
-      ++v;
+    const std::int64_t own = _varMatch[i] - _vmin;
+    for (std::int32_t e = _adjStart[i]; e < _adjStart[i + 1]; ++e) {
+      const std::int32_t w = _adj[e];
+      if (w == own || _varComp[i] == _valComp[w]) continue;
+      const int v = static_cast<int>(w + _vmin);
+      if (x->member(v) && x->removeValue(v) == NuvCPFailure) return NuvCPFailure;
     }
   }
   return NuvCPSuspend;

@@ -198,7 +198,8 @@ class NuvCPAllDiffBoundsI : public NuvCPAllDiffI {
 // bound values cheaply before the matching runs.
 // Members: the array and the value range (fixed at post), constant; the
 // matching, the stamps and the component arrays are scratch kept from run
-// to run (the matching is repaired, not trailed); nothing trailed.
+// to run (the matching is repaired, not trailed), the value graph of a run
+// (read from the domains at its start) is scratch; nothing trailed.
 class NuvCPAllDifferentACI : public NuvCPAllDiffI {
  public:
   NuvCPAllDifferentACI(NuvCPManagerI* store, int low, int n, NuvCPIntVarI* const* x);
@@ -244,6 +245,11 @@ class NuvCPAllDifferentACI : public NuvCPAllDiffI {
   // The augmenting search's path: the variable and the value it tries.
   std::int32_t* _pathVar = nullptr;
   std::int64_t* _pathVal = nullptr;
+  // The value graph of one run: variable i's values (as v - vmin) are
+  // _adj[_adjStart[i] .. _adjStart[i + 1]); sized at post by the domains.
+  std::int32_t* _adjStart = nullptr;
+  std::int32_t* _adj = nullptr;
+  void readEdges();
 };
 
 // b <=> the variables of x pairwise different (MiniZinc's reified

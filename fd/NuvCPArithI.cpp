@@ -4,6 +4,7 @@
 #include <cmath>
 #include <ostream>
 
+#include "fd/NuvCPCIntVarI.h"
 #include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPManagerI.h"
 
@@ -94,16 +95,35 @@ void NuvCPTernaryEqualI::print(std::ostream& os) const {
   _z->print(os);
 }
 
-int NuvCPTernaryEqualI::propagate() {
+namespace {
+// Bounds of a variable known to be concrete are read without a virtual call.
+template <bool kConcrete>
+int lowOf(const NuvCPIntVarI* x) {
+  if constexpr (kConcrete) return static_cast<const NuvCPCIntVarI*>(x)->NuvCPCIntVarI::getMin();
+  return x->getMin();
+}
+template <bool kConcrete>
+int highOf(const NuvCPIntVarI* x) {
+  if constexpr (kConcrete) return static_cast<const NuvCPCIntVarI*>(x)->NuvCPCIntVarI::getMax();
+  return x->getMax();
+}
+}  // namespace
+
+bool NuvCPTernaryEqualI::concrete(NuvCPIntVarI* v) { return dynamic_cast<NuvCPCIntVarI*>(v) != nullptr; }
+
+int NuvCPTernaryEqualI::propagate() { return _concrete ? run<true>() : run<false>(); }
+
+template <bool kConcrete>
+int NuvCPTernaryEqualI::run() {
   // Each pass reads the six bounds once and moves only the bounds that its
   // sums cut; a moved bound narrows by at least one value, so the loop ends,
   // in practice after two or three passes. x, y and z may share a root
   // (post handles the sharing with z), so a bound is re-read after a move
   // only through the next pass, never reused from this one.
   for (;;) {
-    const std::int64_t xl = _x->getMin(), xh = _x->getMax();
-    const std::int64_t yl = _y->getMin(), yh = _y->getMax();
-    const std::int64_t zl = _z->getMin(), zh = _z->getMax();
+    const std::int64_t xl = lowOf<kConcrete>(_x), xh = highOf<kConcrete>(_x);
+    const std::int64_t yl = lowOf<kConcrete>(_y), yh = highOf<kConcrete>(_y);
+    const std::int64_t zl = lowOf<kConcrete>(_z), zh = highOf<kConcrete>(_z);
     bool changed = false;
     auto up = [&](NuvCPIntVarI* v, std::int64_t cur, std::int64_t to) {
       if (to <= cur) return true;
@@ -118,12 +138,11 @@ int NuvCPTernaryEqualI::propagate() {
     if (!up(_z, zl, xl + yl) || !down(_z, zh, xh + yh) || !up(_x, xl, zl - yh) ||
         !down(_x, xh, zh - yl) || !up(_y, yl, zl - xh) || !down(_y, yh, zh - xl))
       return NuvCPFailure;
-    if (!changed) break;
+    if (changed) continue;
+    // At the fixpoint: all bound means x + y == z holds (the sums cut
+    // every bound to it).
+    return xl == xh && yl == yh && zl == zh ? NuvCPSuccess : NuvCPSuspend;
   }
-  if (_x->isBound() && _y->isBound() && _z->isBound())
-    return std::int64_t{_x->getMin()} + _y->getMin() == _z->getMin() ? NuvCPSuccess
-                                                                      : NuvCPFailure;
-  return NuvCPSuspend;
 }
 
 int NuvCPTernaryEqualI::post(int) {

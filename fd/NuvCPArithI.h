@@ -26,7 +26,8 @@
 class NuvCPTernaryEqualI : public NuvCPCstrI {
  public:
   NuvCPTernaryEqualI(NuvCPManagerI* s, NuvCPIntVarI* x, NuvCPIntVarI* y, NuvCPIntVarI* z)
-      : NuvCPCstrI(s, 5), _x(x), _y(y), _z(z) {}
+      : NuvCPCstrI(s, 5), _x(x), _y(y), _z(z),
+        _concrete(concrete(x) && concrete(y) && concrete(z)) {}
   std::size_t classSize() const override { return sizeof(NuvCPTernaryEqualI); }
   void mark(PimMarker& m) override;
   void print(std::ostream& os) const override;
@@ -38,6 +39,10 @@ class NuvCPTernaryEqualI : public NuvCPCstrI {
   NuvCPIntVarI* _x;
   NuvCPIntVarI* _y;
   NuvCPIntVarI* _z;
+  bool _concrete;  // constant: all three concrete, bounds read without virtual calls
+  static bool concrete(NuvCPIntVarI* v);
+  template <bool kConcrete>
+  int run();
 };
 
 // z == x * y (x may be y: a square). Bounds consistent over the reals, with
