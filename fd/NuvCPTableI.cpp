@@ -292,8 +292,7 @@ int NuvCPCompactTableI::post(int) {
   _index = a->allocateArray<std::int32_t>(uw);
   _work = a->allocateArray<Word>(uw);
   _maskOff = a->allocateArray<std::size_t>(un + 1);
-  _pos = a->allocateArray<Pos>(un);
-  if (!_valid || !_index || !_work || !_maskOff || !_pos) return NuvCPFailure;
+  if (!_valid || !_index || !_work || !_maskOff) return NuvCPFailure;
   std::size_t slots = 0;
   for (int i = 0; i < _n; ++i) {
     _maskOff[i] = slots;
@@ -330,42 +329,37 @@ int NuvCPCompactTableI::post(int) {
   for (int w = 0; w < _words; ++w)
     if (_valid[w].bits) _index[_limit++] = w;
   for (std::size_t k = 0; k < slots; ++k) _residue[k] = 0;
-  // Removal buffers: along a branch a value goes once, so each position's
-  // buffer holds its variable's values as of now.
-  std::int32_t total = 0;
+  // Per position: the slots its variable held at the last run (a trailed
+  // bit set) and its size then.
+  _pos = a->allocateArray<Pos>(un);
+  _snapOff = a->allocateArray<std::int32_t>(un + 1);
+  if (!_pos || !_snapOff) return NuvCPFailure;
+  std::int32_t snapWords = 0, maxSlots = 0;
   for (int i = 0; i < _n; ++i) {
-    const int size = _vars[i]->getSize();
-    _pos[i] = Pos{total, size, 0, st, 0, st, size, st};
-    total += size;
+    _snapOff[i] = snapWords;
+    snapWords += (_table->slots(i) + 63) / 64;
+    maxSlots = std::max(maxSlots, _table->slots(i));
   }
-  _buf = a->allocateArray<std::int32_t>(static_cast<std::size_t>(total));
-  if (!_buf) return NuvCPFailure;
+  _snapOff[_n] = snapWords;
+  _snap = a->allocateArray<TWord>(static_cast<std::size_t>(snapWords));
+  _gone = a->allocateArray<std::int32_t>(static_cast<std::size_t>(maxSlots) + 1);
+  _kept = a->allocateArray<std::int32_t>(static_cast<std::size_t>(maxSlots) + 1);
+  if (!_snap || !_gone || !_kept) return NuvCPFailure;
   if (_limit == 0) return NuvCPFailure;
   const int r = filter(-1);
   if (r == NuvCPFailure) return r;
-  // The values filter just removed are not reported to this propagator
-  // (it subscribes below): count them as seen.
-  for (int i = 0; i < _n; ++i) _pos[i].seen = _vars[i]->getSize();
+  // What the variables hold now is what the next run compares against.
+  for (int k = 0; k < snapWords; ++k) _snap[k] = TWord{0, st};
+  for (int i = 0; i < _n; ++i) {
+    _pos[i] = Pos{_vars[i]->getSize(), st};
+    nuvCPForEachValue(_vars[i], [&](int v) {
+      const int sl = _table->slot(i, v);
+      if (sl >= 0) _snap[_snapOff[i] + (sl >> 6)].bits |= Word{1} << (sl & 63);
+      return true;
+    });
+  }
   for (int i = 0; i < _n; ++i)
-    if (!_vars[i]->isBound()) {
-      _vars[i]->addDomain(this);
-      _vars[i]->addAC5Value(this);
-    }
-  return NuvCPSuspend;
-}
-
-int NuvCPCompactTableI::valRemove(NuvCPIntVarI* x, int v) {
-  NuvTrailI* tr = store()->trail();
-  for (int i = 0; i < _n; ++i)
-    if (_vars[i] == x) {
-      Pos& p = _pos[i];
-      // A full buffer leaves the value out: the count no longer matches the
-      // size, and the run rebuilds from the remaining values.
-      if (p.len < p.cap) {
-        _buf[p.off + p.len] = v;
-        tr->assign(p.len, p.lenStamp, p.len + 1);
-      }
-    }
+    if (!_vars[i]->isBound()) _vars[i]->addDomain(this);
   return NuvCPSuspend;
 }
 
@@ -392,31 +386,41 @@ bool NuvCPCompactTableI::intersectWork() {
 }
 
 bool NuvCPCompactTableI::updateVar(int i) {
+  // The slots gone since the last run and those left, from the snapshot;
+  // the snapshot then forgets the gone ones (trailed words).
   NuvCPIntVarI* x = _vars[i];
-  Pos& p = _pos[i];
-  const int left = x->getSize();
-  const int fresh = p.len - p.start;
+  NuvTrailI* tr = store()->trail();
+  int gone = 0, kept = 0;
+  const int first = _snapOff[i], last = _snapOff[i + 1];
+  for (int w = first; w < last; ++w) {
+    Word bits = _snap[w].bits, drop = 0;
+    while (bits) {
+      const int b = std::countr_zero(bits);
+      bits &= bits - 1;
+      const int sl = (w - first) * 64 + b;
+      if (x->member(_table->slotValue(i, sl))) {
+        _kept[kept++] = sl;
+      } else {
+        _gone[gone++] = sl;
+        drop |= Word{1} << b;
+      }
+    }
+    if (drop) tr->assign(_snap[w].bits, _snap[w].stamp, _snap[w].bits & ~drop);
+  }
   for (int k = 0; k < _limit; ++k) _work[_index[k]] = 0;
-  if (fresh == p.seen - left && fresh < left) {
-    // Every removal since the last run is in the buffer, and fewer values
-    // went than are left: clear the tuples of the removed values.
-    for (int k = p.start; k < p.len; ++k) {
-      const int s = _table->slot(i, _buf[p.off + k]);
-      if (s < 0) continue;
-      const Word* m = mask(i, s);
+  if (gone < kept) {
+    // Fewer went than are left: clear the tuples of the gone values.
+    for (int k = 0; k < gone; ++k) {
+      const Word* m = mask(i, _gone[k]);
       for (int q = 0; q < _limit; ++q) _work[_index[q]] |= m[_index[q]];
     }
     for (int k = 0; k < _limit; ++k) _work[_index[k]] = ~_work[_index[k]];
   } else {
     // Keep the tuples of the remaining values.
-    nuvCPForEachValue(x, [&](int a) {
-      const int s = _table->slot(i, a);
-      if (s >= 0) {
-        const Word* m = mask(i, s);
-        for (int q = 0; q < _limit; ++q) _work[_index[q]] |= m[_index[q]];
-      }
-      return true;
-    });
+    for (int k = 0; k < kept; ++k) {
+      const Word* m = mask(i, _kept[k]);
+      for (int q = 0; q < _limit; ++q) _work[_index[q]] |= m[_index[q]];
+    }
   }
   return intersectWork();
 }
@@ -433,13 +437,16 @@ int NuvCPCompactTableI::propagate() {
       last = i;
     }
     tr->assign(p.seen, p.seenStamp, size);
-    tr->assign(p.start, p.startStamp, p.len);
     if (_limit == 0) return NuvCPFailure;
   }
   if (changed == 0) return NuvCPSuspend;
   // When one variable's removals changed the valid set, its remaining
   // values kept every tuple they had.
-  return filter(changed == 1 ? last : -1);
+  const int r = filter(changed == 1 ? last : -1);
+  if (r == NuvCPFailure) return r;
+  // The values filter removed had no valid tuple: the snapshots forget
+  // them at the next run without changing the set.
+  return r;
 }
 
 int NuvCPCompactTableI::filter(int skip) {

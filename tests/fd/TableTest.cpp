@@ -83,6 +83,75 @@ TEST(Table, CompactDomainConsistentAlongSearch) { checkRandomTables(Algo::Compac
 
 // Compact table over more than one word of tuples (the sparse word index,
 // residues on other words, the buffer and reset updates).
+TEST(Table, ResidueAndCompactReachTheSameFixpointInANetwork) {
+  // Several tables over shared variables, posted once with each propagator
+  // in two stores: after every decision both stores hold the same domains
+  // (each propagator is domain consistent, so the network's fixpoint is
+  // the same whichever runs).
+  std::mt19937 rng(31);
+  for (int round = 0; round < 60; ++round) {
+    const int nv = 5, nt = 6;
+    std::vector<std::shared_ptr<NuvCPTableData>> tables;
+    std::vector<std::pair<int, int>> scopes;
+    for (int k = 0; k < nt; ++k) {
+      const int a = static_cast<int>(rng() % nv);
+      int b = static_cast<int>(rng() % (nv - 1));
+      if (b >= a) ++b;
+      scopes.emplace_back(a, b);
+      tables.push_back(std::make_shared<NuvCPTableData>(2, randomRows(rng, 2, 6 + static_cast<int>(rng() % 12), 0, 4)));
+    }
+    PimArenaAllocator arenaA, arenaB;
+    NuvTrailI trailA, trailB;
+    NuvCPManagerI sa(&arenaA, &trailA), sb(&arenaB, &trailB);
+    std::vector<NuvCPIntVarI*> xa, xb;
+    for (int i = 0; i < nv; ++i) {
+      xa.push_back(nuvCPNew<NuvCPCIntVarI>(&arenaA, &arenaA, &sa, 0, 4));
+      xb.push_back(nuvCPNew<NuvCPCIntVarI>(&arenaB, &arenaB, &sb, 0, 4));
+    }
+    bool failA = false, failB = false;
+    for (int k = 0; k < nt; ++k) {
+      Vars va = {xa[scopes[k].first], xa[scopes[k].second]};
+      Vars vb = {xb[scopes[k].first], xb[scopes[k].second]};
+      failA = failA || sa.post(makeTable(sa, va, tables[k].get(), Algo::Residue)) == NuvCPFailure;
+      failB = failB || sb.post(makeTable(sb, vb, tables[k].get(), Algo::Compact)) == NuvCPFailure;
+    }
+    ASSERT_EQ(failA, failB) << "round " << round;
+    if (failA) continue;
+    auto same = [&](int step) {
+      for (int i = 0; i < nv; ++i)
+        for (int v = 0; v <= 4; ++v)
+          ASSERT_EQ(xa[i]->member(v), xb[i]->member(v))
+              << "round " << round << " step " << step << " x" << i << " value " << v;
+    };
+    same(-1);
+    for (int step = 0; step < 8; ++step) {
+      const int i = static_cast<int>(rng() % nv);
+      if (xa[i]->isBound()) continue;
+      const int kind = static_cast<int>(rng() % 3);
+      const int v = xa[i]->getMin() + static_cast<int>(rng() % (xa[i]->getMax() - xa[i]->getMin() + 1));
+      trailA.push();
+      trailB.push();
+      auto act = [&](NuvCPManagerI& s, NuvCPIntVarI* x) {
+        int r = kind == 0 ? x->removeValue(v) : kind == 1 ? x->bind(v) : x->updateMin(v);
+        if (r != NuvCPFailure) r = s.propagate();
+        return r == NuvCPFailure;
+      };
+      const bool fa = act(sa, xa[i]), fb = act(sb, xb[i]);
+      ASSERT_EQ(fa, fb) << "round " << round << " step " << step;
+      if (fa) {
+        trailA.pop();
+        trailB.pop();
+        sa.resetQueues();
+        sb.resetQueues();
+        same(step);
+        continue;
+      }
+      same(step);
+      if (HasFailure()) return;
+    }
+  }
+}
+
 TEST(Table, CompactOverManyWordsAgreesWithTheRelation) {
   std::mt19937 rng(17);
   for (int round = 0; round < 6; ++round) {
