@@ -484,9 +484,19 @@ int NuvCPCompactTableI::filter(int skip) {
   return r;
 }
 
+bool nuvCPCompactFits(const NuvCPTableData& table) {
+  if (table.size() < kNuvCPCompactTuples) return false;
+  // One mask of T bits per (column, value): with many values per column
+  // the masks outgrow the table itself (1,000 values a column over a
+  // million rows would take 375 MB); such tables keep residual supports.
+  std::int64_t slots = 0;
+  for (int i = 0; i < table.arity(); ++i) slots += table.slots(i);
+  return slots <= std::int64_t{kNuvCPCompactSlotsPerColumn} * table.arity();
+}
+
 NuvCPCstrI* nuvCPMakeTablePropagator(NuvCPManagerI* s, NuvCPIntVarI* const* vars, int n,
                                      const NuvCPTableData* table, PimCellI* owner) {
-  if (table->size() >= kNuvCPCompactTuples)
+  if (nuvCPCompactFits(*table))
     return nuvCPNew<NuvCPCompactTableI>(s->allocator(), s, vars, n, table, owner);
   return nuvCPNew<NuvCPTableCstrI>(s->allocator(), s, vars, n, table, owner);
 }
