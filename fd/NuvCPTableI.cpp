@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <bit>
 #include <ostream>
+#include <vector>
 
+#include "fd/NuvCPCIntVarI.h"
 #include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPManagerI.h"
 #include "fd/NuvCPShared.h"
@@ -263,6 +265,12 @@ NuvCPCompactTableI::NuvCPCompactTableI(NuvCPManagerI* s, NuvCPIntVarI* const* va
     return;
   }
   for (int i = 0; i < n; ++i) _vars[i] = vars[i];
+  _concrete = a->allocateArray<bool>(un);
+  if (!_concrete) {
+    _vars = nullptr;
+    return;
+  }
+  for (int i = 0; i < n; ++i) _concrete[i] = dynamic_cast<NuvCPCIntVarI*>(vars[i]) != nullptr;
   _limitStamp = s->trail()->stamp();
 }
 
@@ -346,18 +354,31 @@ int NuvCPCompactTableI::post(int) {
   _kept = a->allocateArray<std::int32_t>(static_cast<std::size_t>(maxSlots) + 1);
   if (!_snap || !_gone || !_kept) return NuvCPFailure;
   if (_limit == 0) return NuvCPFailure;
-  const int r = filter(-1);
-  if (r == NuvCPFailure) return r;
-  // What the variables hold now is what the next run compares against.
+  // The snapshots: the slots of the values the variables hold now (every
+  // value left has a slot: the column bounds cut the rest, or the filter
+  // below removes them as unsupported).
   for (int k = 0; k < snapWords; ++k) _snap[k] = TWord{0, st};
+  std::vector<int> strays;
   for (int i = 0; i < _n; ++i) {
-    _pos[i] = Pos{_vars[i]->getSize(), st};
+    strays.clear();
     nuvCPForEachValue(_vars[i], [&](int v) {
       const int sl = _table->slot(i, v);
-      if (sl >= 0) _snap[_snapOff[i] + (sl >> 6)].bits |= Word{1} << (sl & 63);
+      if (sl >= 0)
+        _snap[_snapOff[i] + (sl >> 6)].bits |= Word{1} << (sl & 63);
+      else
+        strays.push_back(v);
       return true;
     });
+    // Values no tuple holds go now (collected first: no removal while
+    // walking the domain).
+    for (int v : strays)
+      if (_vars[i]->removeValue(v) == NuvCPFailure) return NuvCPFailure;
   }
+  const int r = filter(-1);
+  if (r == NuvCPFailure) return r;
+  for (int i = 0; i < _n; ++i) _pos[i] = Pos{_vars[i]->getSize(), st};
+  // What filter removed is still in the snapshots: the next run finds it
+  // gone (it had no valid tuple, so the set does not change).
   for (int i = 0; i < _n; ++i)
     if (!_vars[i]->isBound()) _vars[i]->addDomain(this);
   return NuvCPSuspend;
@@ -392,13 +413,29 @@ bool NuvCPCompactTableI::updateVar(int i) {
   NuvTrailI* tr = store()->trail();
   int gone = 0, kept = 0;
   const int first = _snapOff[i], last = _snapOff[i + 1];
+  // A concrete variable's membership is read from its bits directly.
+  NuvCPDomainIterator it;
+  int lo = 0, hi = -1;
+  const bool direct = _concrete[i];
+  if (direct) {
+    x->domainIterator(it);
+    lo = x->getMin();
+    hi = x->getMax();
+  }
+  auto member = [&](int v) {
+    if (!direct) return x->member(v);
+    if (v < lo || v > hi) return false;
+    if (!it.valid) return true;  // no holes
+    const std::int64_t o = std::int64_t{v} - it.base;
+    return ((it.bits[o >> 5] >> (o & 31)) & 1u) != 0;
+  };
   for (int w = first; w < last; ++w) {
     Word bits = _snap[w].bits, drop = 0;
     while (bits) {
       const int b = std::countr_zero(bits);
       bits &= bits - 1;
       const int sl = (w - first) * 64 + b;
-      if (x->member(_table->slotValue(i, sl))) {
+      if (member(_table->slotValue(i, sl))) {
         _kept[kept++] = sl;
       } else {
         _gone[gone++] = sl;
@@ -406,6 +443,20 @@ bool NuvCPCompactTableI::updateVar(int i) {
       }
     }
     if (drop) tr->assign(_snap[w].bits, _snap[w].stamp, _snap[w].bits & ~drop);
+  }
+  if (_words == 1) {
+    // Up to 64 tuples: one word, no index to walk.
+    Word acc = 0;
+    const bool clear = gone < kept;
+    const std::int32_t* list = clear ? _gone : _kept;
+    const int count = clear ? gone : kept;
+    for (int k = 0; k < count; ++k) acc |= mask(i, list[k])[0];
+    TWord& tw = _valid[0];
+    const Word nw = clear ? tw.bits & ~acc : tw.bits & acc;
+    if (nw == tw.bits) return false;
+    tr->assign(tw.bits, tw.stamp, nw);
+    if (nw == 0) tr->assign(_limit, _limitStamp, 0);
+    return true;
   }
   for (int k = 0; k < _limit; ++k) _work[_index[k]] = 0;
   if (gone < kept) {
@@ -450,38 +501,43 @@ int NuvCPCompactTableI::propagate() {
 }
 
 int NuvCPCompactTableI::filter(int skip) {
-  int r = NuvCPSuspend;
-  for (int i = 0; i < _n && r != NuvCPFailure; ++i) {
+  // Each variable's values are its snapshot's slots: a run has brought
+  // every snapshot up to its variable's domain before filtering (and post
+  // before its first filter), so no domain walk and no value-to-slot
+  // lookup is needed here.
+  for (int i = 0; i < _n; ++i) {
     NuvCPIntVarI* x = _vars[i];
     if (i == skip || x->isBound()) {
       // A bound variable's value is supported as long as the set is not
       // empty (every valid tuple holds it).
       continue;
     }
-    nuvCPForEachValue(x, [&](int a) {
-      const int s = _table->slot(i, a);
-      bool supported = false;
-      if (s >= 0) {
-        const Word* m = mask(i, s);
-        std::int32_t& res = _residue[_maskOff[i] + static_cast<std::size_t>(s)];
-        if (_valid[res].bits & m[res]) {
-          supported = true;
-        } else {
-          for (int k = 0; k < _limit; ++k) {
-            const int w = _index[k];
-            if (_valid[w].bits & m[w]) {
-              res = w;
-              supported = true;
-              break;
-            }
+    const int first = _snapOff[i], last = _snapOff[i + 1];
+    for (int w = first; w < last; ++w) {
+      for (Word bits = _snap[w].bits; bits; bits &= bits - 1) {
+        const int sl = (w - first) * 64 + std::countr_zero(bits);
+        const Word* m = mask(i, sl);
+        if (_words == 1) {
+          if (!(_valid[0].bits & m[0]) && x->removeValue(_table->slotValue(i, sl)) == NuvCPFailure)
+            return NuvCPFailure;
+          continue;
+        }
+        std::int32_t& res = _residue[_maskOff[i] + static_cast<std::size_t>(sl)];
+        if (_valid[res].bits & m[res]) continue;
+        bool supported = false;
+        for (int k = 0; k < _limit; ++k) {
+          const int wd = _index[k];
+          if (_valid[wd].bits & m[wd]) {
+            res = wd;
+            supported = true;
+            break;
           }
         }
+        if (!supported && x->removeValue(_table->slotValue(i, sl)) == NuvCPFailure) return NuvCPFailure;
       }
-      if (!supported) r = x->removeValue(a);
-      return r != NuvCPFailure;
-    });
+    }
   }
-  return r;
+  return NuvCPSuspend;
 }
 
 bool nuvCPCompactFits(const NuvCPTableData& table) {

@@ -232,6 +232,7 @@ class NuvCPCompactTableI : public NuvCPCstrI {
     PimStamp seenStamp;
   };
   Pos* _pos = nullptr;
+  bool* _concrete = nullptr;  // constant: position i's variable is concrete
   std::int32_t* _snapOff = nullptr;
   TWord* _snap = nullptr;
   std::int32_t* _gone = nullptr;  // scratch: slots gone at this run
