@@ -280,19 +280,28 @@ void NuvCPAllDiffReifI::print(std::ostream& os) const {
 
 int NuvCPAllDiffReifI::propagate() {
   if (_b->isBound() && _b->getMin() == 1) {
-    // Every bound value leaves the others; a removal that binds a position
-    // wakes this propagator again with the new value.
-    int open = 0;
-    for (int i = 0; i < _n; ++i) {
-      if (!_x[i]->isBound()) {
-        ++open;
-        continue;
+    // Every bound value leaves the others, pass after pass while a removal
+    // binds another position (this runs at post too, before any event can
+    // reach it). Removing a bound value from another bound position fails,
+    // so a pass that finds every position bound has checked them all.
+    for (bool again = true; again;) {
+      again = false;
+      int open = 0;
+      for (int i = 0; i < _n; ++i) {
+        if (!_x[i]->isBound()) {
+          ++open;
+          continue;
+        }
+        const int v = _x[i]->getMin();
+        for (int j = 0; j < _n; ++j) {
+          if (j == i || !_x[j]->member(v)) continue;
+          const bool wasBound = _x[j]->isBound();
+          if (_x[j]->removeValue(v) == NuvCPFailure) return NuvCPFailure;
+          again |= !wasBound && _x[j]->isBound();
+        }
       }
-      const int v = _x[i]->getMin();
-      for (int j = 0; j < _n; ++j)
-        if (j != i && _x[j]->removeValue(v) == NuvCPFailure) return NuvCPFailure;
+      if (!again) return open == 0 ? NuvCPSuccess : NuvCPSuspend;
     }
-    return open == 0 ? NuvCPSuccess : NuvCPSuspend;
   }
   int k = 0, open = -1;
   for (int i = 0; i < _n; ++i) {

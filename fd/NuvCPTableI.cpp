@@ -540,6 +540,122 @@ int NuvCPCompactTableI::filter(int skip) {
   return NuvCPSuspend;
 }
 
+// ---- reified ------------------------------------------------------------------------
+
+NuvCPTableReifI::NuvCPTableReifI(NuvCPManagerI* s, NuvCPIntVarI* const* vars, int n,
+                                 const NuvCPTableData* table, NuvCPIntVarI* b, PimCellI* owner)
+    : NuvCPCstrI(s), _n(n), _table(table), _b(b), _owner(owner) {
+  PimAllocator* a = s->allocator();
+  const auto un = static_cast<std::size_t>(n);
+  _vars = a->allocateArray<NuvCPIntVarI*>(un);
+  _markOff = a->allocateArray<std::size_t>(un + 1);
+  if (!_vars || !_markOff) {
+    _vars = nullptr;
+    return;
+  }
+  std::size_t slots = 0;
+  for (int i = 0; i < n; ++i) {
+    _vars[i] = vars[i];
+    _markOff[i] = slots;
+    slots += static_cast<std::size_t>(table->arity() == n ? table->slots(i) : 0);
+  }
+  _markOff[n] = slots;
+  _marks = a->allocateArray<std::uint8_t>(slots + 1);
+}
+
+void NuvCPTableReifI::mark(PimMarker& m) {
+  NuvCPCstrI::mark(m);
+  m.mark(_owner);
+  m.mark(_b);
+  for (int i = 0; _vars && i < _n; ++i) m.mark(_vars[i]);
+}
+
+void NuvCPTableReifI::print(std::ostream& os) const {
+  printTable(os, _vars, _n);
+  os << " <=> ";
+  _b->print(os);
+}
+
+bool NuvCPTableReifI::valid(int t) const {
+  for (int i = 0; i < _n; ++i)
+    if (!_vars[i]->member(_table->value(i, t))) return false;
+  return true;
+}
+
+int NuvCPTableReifI::post(int) {
+  if (!ok() || _table->arity() != _n) return NuvCPFailure;
+  // b is a truth value, whatever variable stands for it.
+  if (_b->updateMin(0) == NuvCPFailure || _b->updateMax(1) == NuvCPFailure) return NuvCPFailure;
+  const int r = propagate();
+  if (r != NuvCPSuspend) return r;
+  for (int i = 0; i < _n; ++i)
+    if (!_vars[i]->isBound()) _vars[i]->addDomain(this);
+  if (!_b->isBound()) _b->addDomain(this);
+  return NuvCPSuspend;
+}
+
+int NuvCPTableReifI::propagate() {
+  // Removals here can bind a position and so change which rows remain:
+  // repeat until a pass removes nothing (each pass removes a value or
+  // stops, so this ends).
+  for (;;) {
+    bool changed = false;
+    const int r = pass(changed);
+    if (r != NuvCPSuspend || !changed) return r;
+  }
+}
+
+int NuvCPTableReifI::pass(bool& changed) {
+  const int T = _table->size();
+  const bool must = _b->isBound() && _b->getMin() == 1;
+  const bool mustNot = _b->isBound() && _b->getMin() == 0;
+  int open = -1, opens = 0;
+  for (int i = 0; i < _n; ++i)
+    if (!_vars[i]->isBound()) {
+      open = i;
+      ++opens;
+    }
+  if (must) std::fill(_marks, _marks + _markOff[_n], std::uint8_t{0});
+  int rows = 0;
+  for (int t = 0; t < T; ++t) {
+    if (!valid(t)) continue;
+    ++rows;
+    if (must) {
+      for (int i = 0; i < _n; ++i)
+        _marks[_markOff[i] + static_cast<std::size_t>(_table->slot(i, _table->value(i, t)))] = 1;
+    } else if (mustNot && opens == 1) {
+      // The bound positions match this row: its value at the open one
+      // would complete it.
+      if (_vars[open]->member(_table->value(open, t))) {
+        changed = true;
+        if (_vars[open]->removeValue(_table->value(open, t)) == NuvCPFailure) return NuvCPFailure;
+      }
+    }
+  }
+  if (rows == 0) return _b->bind(0) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
+  if (mustNot) return opens <= 1 ? (opens == 0 ? NuvCPFailure : NuvCPSuccess) : NuvCPSuspend;
+  if (opens == 0) return _b->bind(1) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
+  if (!must) return NuvCPSuspend;
+  // b holds: every value without a row goes.
+  for (int i = 0; i < _n; ++i) {
+    NuvCPIntVarI* x = _vars[i];
+    if (x->isBound()) continue;
+    // The walk takes the next value before removing the current one.
+    for (int v = x->getMin();;) {
+      const bool last = v >= x->getMax();
+      const int next = last ? v : x->nextValue(v);
+      const int sl = _table->slot(i, v);
+      if (sl < 0 || !_marks[_markOff[i] + static_cast<std::size_t>(sl)]) {
+        changed = true;
+        if (x->removeValue(v) == NuvCPFailure) return NuvCPFailure;
+      }
+      if (last) break;
+      v = next;
+    }
+  }
+  return NuvCPSuspend;
+}
+
 bool nuvCPCompactFits(const NuvCPTableData& table) {
   if (table.size() < kNuvCPCompactTuples) return false;
   // One mask of T bits per (column, value): with many values per column

@@ -242,6 +242,46 @@ class NuvCPCompactTableI : public NuvCPCstrI {
   bool _shared = false;
 };
 
+// b <=> (x1..xn) is a row of the table (MiniZinc's reified table). Ours.
+// Relation: b is 1 exactly when the tuple of values is a row.
+// Consistency: b is decided once no row is possible any more (b = 0) or
+// the variables are bound to a row (b = 1); with b = 1 every value left has
+// a row whose values are all still possible (domain consistency, except
+// that a variable in two positions is tested at each position alone); with
+// b = 0 and one position open, that position loses every value that would
+// complete a row.
+// Cost of one run: O(n * T) membership tests (a scan of the rows) per pass,
+// repeated while a pass removes values (idempotent), which suits the small tables reified in models (MiniZinc's own decomposition
+// enumerates the product of the domains instead).
+// Shared variables: a row whose shared positions disagree is never matched
+// once the variable is bound, and a position's removal reaches the others;
+// b among the variables is read like any other position.
+// Members: n, the variables, b and the table, constant; the support marks,
+// scratch.
+class NuvCPTableReifI : public NuvCPCstrI {
+ public:
+  NuvCPTableReifI(NuvCPManagerI* s, NuvCPIntVarI* const* vars, int n, const NuvCPTableData* table,
+                  NuvCPIntVarI* b, PimCellI* owner = nullptr);
+  std::size_t classSize() const override { return sizeof(NuvCPTableReifI); }
+  void mark(PimMarker& m) override;
+  // "table(" the variables ") <=> " b.
+  void print(std::ostream& os) const override;
+  int post(int level) override;
+  int propagate() override;
+  bool ok() const { return _vars && _marks; }
+
+ private:
+  bool valid(int t) const;
+  int pass(bool& changed);
+  std::int32_t _n;
+  NuvCPIntVarI** _vars = nullptr;
+  const NuvCPTableData* _table;
+  NuvCPIntVarI* _b;
+  PimCellI* _owner;
+  std::size_t* _markOff = nullptr;  // by position: its first slot in _marks
+  std::uint8_t* _marks = nullptr;   // scratch: (position, slot) has a row
+};
+
 // The table propagator for `table`: compact table from kNuvCPCompactTuples
 // tuples on, residual supports below. Measured on random table CSPs
 // (bench/globals, same nodes either way): 90 binary tables of 55 rows,

@@ -11,6 +11,8 @@
 #include "fd/NuvCPManager.h"
 #include "fd/NuvCPManagerI.h"
 #include "fd/NuvCPNative.h"
+#include "fd/NuvCPTable.h"
+#include "fd/NuvCPTableI.h"
 #include "host/PimError.h"
 
 namespace {
@@ -105,6 +107,8 @@ FznBuilder::FznBuilder(const FznModel& model, RavRuntime& rt, NuvNativeObject* s
       {"set_in_reif", {&B::setInReif, {IV, S, BV}}},
       {"nuvfd_table_int", {&B::tableInt, {IVA, IA}}},
       {"nuvfd_table_bool", {&B::tableInt, {BVA, BA}}},
+      {"nuvfd_table_int_reif", {&B::tableIntReif, {IVA, IA, BV}}},
+      {"nuvfd_table_bool_reif", {&B::tableIntReif, {BVA, BA, BV}}},
       {"nuvfd_inverse", {&B::inverse, {IVA, I, IVA, I}}},
   };
 }
@@ -1271,13 +1275,12 @@ void FznBuilder::buildSolve() {
 
 // ---- table and inverse ----------------------------------------------------------------
 
-void FznBuilder::tableInt(const FznConstraint& c) {
-  RavObjectArray xs = vars(c.args[0]);
-  if (xs.size() == 0) return;  // the empty tuple: nothing to constrain
+// The "CP$Table" of a constraint's rows (args[1]) for n variables, shared by
+// the constraints that name the same array; null when no row can be taken.
+NuvNativeObject* FznBuilder::tableObject(const FznConstraint& c, std::size_t n) {
   const FznExpr* key = &_m.deref(c.args[1]);
   NuvNativeObject*& table = _tables[key];
   if (!table) {
-    const std::size_t n = xs.size();
     const std::span<const FznExpr> cells = _m.arrayElements(c.args[1]);
     if (cells.size() % n != 0)
       throw PimExecutionError(_m.source(c.pos), "constraint " + _m.name(c.symbol) + ": " +
@@ -1296,7 +1299,7 @@ void FznBuilder::tableInt(const FznConstraint& c) {
       if (!fits) continue;
       for (std::size_t k = 0; k < n; ++k) rows.values.push_back(_m.deref(cells[r + k]).intValue());
     }
-    if (rows.values.empty()) return fail();  // no row can be taken
+    if (rows.values.empty()) return nullptr;  // no row can be taken
     try {
       _rt.push(RavValue(static_cast<int>(n)));
       _rt.push(RavValue(std::move(rows)));
@@ -1305,7 +1308,42 @@ void FznBuilder::tableInt(const FznConstraint& c) {
       throw PimExecutionError(_m.source(c.pos), "constraint " + _m.name(c.symbol) + ": " + e.message());
     }
   }
+  return table;
+}
+
+void FznBuilder::tableInt(const FznConstraint& c) {
+  RavObjectArray xs = vars(c.args[0]);
+  if (xs.size() == 0) return;  // the empty tuple: nothing to constrain
+  NuvNativeObject* table = tableObject(c, xs.size());
+  if (!table) return fail();
   post("CP$TableCstr", {RavValue(std::move(xs)), RavValue(table)});
+}
+
+// b <=> a row: no language class has this form, so the propagator is
+// posted on the store directly.
+void FznBuilder::tableIntReif(const FznConstraint& c) {
+  if (_failed) return;
+  RavObjectArray xs = vars(c.args[0]);
+  NuvNativeObject* b = var(c.args[2]);
+  if (xs.size() == 0) {  // the empty tuple is a row of any table with rows
+    const bool rows = !_m.arrayElements(c.args[1]).empty();
+    post("CP$Equalc", {RavValue(b), RavValue(rows ? 1 : 0)});
+    return;
+  }
+  NuvNativeObject* table = tableObject(c, xs.size());
+  if (!table) {
+    post("CP$Equalc", {RavValue(b), RavValue(0)});
+    return;
+  }
+  std::vector<NuvCPIntVarI*> impl;
+  for (NuvNativeObject* o : xs.values) impl.push_back(static_cast<NuvCPVarObject*>(o)->intVar());
+  NuvCPManagerI* s = store();
+  auto* p = nuvCPNew<NuvCPTableReifI>(s->allocator(), s, impl.data(), static_cast<int>(impl.size()),
+                                      static_cast<NuvCPTable*>(table)->data(),
+                                      static_cast<NuvCPVarObject*>(b)->intVar(), table);
+  if (!p || !p->ok()) _m.fail(c.pos, "out of memory posting a reified table");
+  ++_posted;
+  if (s->post(p) == NuvCPFailure) fail();
 }
 
 void FznBuilder::inverse(const FznConstraint& c) {

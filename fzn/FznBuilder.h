@@ -185,6 +185,8 @@ class FznBuilder {
   void setIn(const FznConstraint& c);
   void setInReif(const FznConstraint& c);
   void tableInt(const FznConstraint& c);
+  void tableIntReif(const FznConstraint& c);
+  NuvNativeObject* tableObject(const FznConstraint& c, std::size_t n);
   void inverse(const FznConstraint& c);
 
   // Shared shapes.

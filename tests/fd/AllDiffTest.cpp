@@ -234,3 +234,12 @@ TEST(AllDiff, ReifiedIsSoundWithSharedVariablesAndTheControlAmongThem) {
     if (::testing::Test::HasFailure()) return;
   }
 }
+
+TEST_F(AllDiffCase, ReifiedWithTheControlTrueAtPostFollowsBindingsItCauses) {
+  // x0 in {2, 3}, x1 in {3, 4}, x2 = 2, x3 = 4, b = 1: x2 and x3 leave x0
+  // and x1 both 3 after their own turns in a pass; the post must see it,
+  // since no event can reach the propagator yet.
+  NuvCPIntVarI* x[] = {var(2, 3), var(3, 4), var(2, 2), var(4, 4)};
+  NuvCPIntVarI* b = var(1, 1);
+  EXPECT_EQ(store.post(nuvCPNew<NuvCPAllDiffReifI>(&arena, &store, 4, x, b)), NuvCPFailure);
+}

@@ -152,6 +152,43 @@ TEST(Table, ResidueAndCompactReachTheSameFixpointInANetwork) {
   }
 }
 
+TEST(Table, ReifiedIsSoundAndDecidesTheControl) {
+  // b <=> (x, y[, z]) is a row, b last; random tables and domains, then one
+  // variable in several positions (b among them too).
+  std::mt19937 rng(12);
+  for (int round = 0; round < 12; ++round) {
+    const int arity = 2 + round % 2;
+    auto table = std::make_shared<NuvCPTableData>(arity, randomRows(rng, arity, 3 + static_cast<int>(rng() % 8), 0, 2));
+    auto post = [table, arity](NuvCPManagerI& s, const Vars& v) {
+      return s.post(nuvCPNew<NuvCPTableReifI>(s.allocator(), &s, v.data(), arity, table.get(), v[static_cast<std::size_t>(arity)]));
+    };
+    auto holds = [table, arity](const Assignment& a) {
+      const Assignment x(a.begin(), a.begin() + arity);
+      return a[static_cast<std::size_t>(arity)] == (inTable(*table, x) ? 1 : 0);
+    };
+    std::vector<std::pair<int, int>> ranges(static_cast<std::size_t>(arity), {-1, 3});
+    ranges.emplace_back(0, 1);
+    nuvcheck::PropagatorChecker checker(nuvcheck::randomDomains(ranges, 0.8), post, holds);
+    nuvcheck::Options o;
+    o.seed = 40 + static_cast<unsigned>(round);
+    o.trials = 80;
+    SCOPED_TRACE("round " + std::to_string(round));
+    const nuvcheck::Stats st = checker.run(o);
+    ASSERT_FALSE(HasFailure());
+    EXPECT_GT(st.trials, 0);
+    if (arity != 2) continue;
+    unsigned seed = 200 + static_cast<unsigned>(round);
+    for (const nuvcheck::Filling& f : nuvcheck::sharedFillings(3, {0, 1})) {
+      nuvcheck::Options so;
+      so.seed = seed++;
+      so.trials = 20;
+      so.dives = 3;
+      nuvcheck::checkShared(f, {{0, 2}, {0, 2}, {0, 1}}, post, holds, so);
+      ASSERT_FALSE(HasFailure());
+    }
+  }
+}
+
 TEST(Table, CompactOverManyWordsAgreesWithTheRelation) {
   std::mt19937 rng(17);
   for (int round = 0; round < 6; ++round) {

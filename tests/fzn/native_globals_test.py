@@ -111,8 +111,36 @@ def all_different_reif(rng):
     return "\n".join(lines) + "\n", opt
 
 
+def table_reif(rng):
+    """b <-> table over 2 or 3 variables (one sometimes twice) and a random
+    table; b forced now and then, or counted in the objective."""
+    n = rng.randint(2, 3)
+    lines = ['include "table.mzn";', "var bool: b;"]
+    for i in range(n):
+        lo = rng.randint(0, 1)
+        lines.append(f"var {lo}..{lo + rng.randint(1, 3)}: x{i};")
+    xs = [f"x{i}" for i in range(n)]
+    if rng.random() < 0.15:
+        xs[-1] = xs[0]
+    rows = [[rng.randint(0, 3) for _ in range(n)] for _ in range(rng.randint(1, 8))]
+    flat = ", ".join(str(v) for r in rows for v in r)
+    lines.append(f"array[1..{len(rows)}, 1..{n}] of int: t = array2d(1..{len(rows)}, 1..{n}, [{flat}]);")
+    lines.append(f"constraint b <-> table([{', '.join(xs)}], t);")
+    if rng.random() < 0.3:
+        lines.append(f"constraint {rng.choice(['b', 'not b'])};")
+    allx = ", ".join(f"x{i}" for i in range(n))
+    if rng.random() < 0.3:
+        lines.append(f"solve maximize sum([{allx}]) + 2 * bool2int(b);")
+        opt = True
+    else:
+        lines.append("solve satisfy;")
+        opt = False
+    lines.append(f'output [show([{allx}]), " ", show(b)];')
+    return "\n".join(lines) + "\n", opt
+
+
 GLOBALS = {"cumulative": cumulative, "all_different_int": all_different,
-           "all_different_int_reif": all_different_reif}
+           "all_different_int_reif": all_different_reif, "table_int_reif": table_reif}
 
 
 def solve(minizinc, msc, mzn, std, opt):
@@ -149,7 +177,7 @@ def uses_native(minizinc, msc, mzn, fzn, name):
     if r.returncode != 0:
         return False
     with open(fzn) as f:
-        return any(l.startswith(f"constraint fzn_{name}(") for l in f)
+        return any(l.startswith((f"constraint fzn_{name}(", f"constraint nuvfd_{name}(")) for l in f)
 
 
 def main():
