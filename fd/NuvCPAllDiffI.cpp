@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPManagerI.h"
 #include "fd/NuvCPShared.h"
 #include "host/PimError.h"
@@ -316,16 +317,13 @@ int NuvCPAllDiffReifI::propagate() {
   if (k == _n) return _b->bind(1) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
   if (_b->isBound() && _b->getMin() == 0 && k == _n - 1) {
     // b false: the open position must repeat one of the others' values.
-    // The walk takes the next value before removing the current one.
     NuvCPIntVarI* u = _x[open];
-    for (int v = u->getMin();;) {
-      const bool last = v >= u->getMax();
-      const int next = last ? v : u->nextValue(v);
-      if (!std::binary_search(_values, _values + k, v) && u->removeValue(v) == NuvCPFailure)
-        return NuvCPFailure;
-      if (last) break;
-      v = next;
-    }
+    int r = NuvCPSuspend;
+    nuvCPForEachValue(u, [&](int v) {
+      if (!std::binary_search(_values, _values + k, v)) r = u->removeValue(v);
+      return r != NuvCPFailure;
+    });
+    if (r == NuvCPFailure) return r;
   }
   return NuvCPSuspend;
 }

@@ -109,8 +109,6 @@ int highOf(const NuvCPIntVarI* x) {
 }
 }  // namespace
 
-bool NuvCPTernaryEqualI::concrete(NuvCPIntVarI* v) { return dynamic_cast<NuvCPCIntVarI*>(v) != nullptr; }
-
 int NuvCPTernaryEqualI::propagate() { return _concrete ? run<true>() : run<false>(); }
 
 template <bool kConcrete>

@@ -27,7 +27,7 @@ class NuvCPTernaryEqualI : public NuvCPCstrI {
  public:
   NuvCPTernaryEqualI(NuvCPManagerI* s, NuvCPIntVarI* x, NuvCPIntVarI* y, NuvCPIntVarI* z)
       : NuvCPCstrI(s, 5), _x(x), _y(y), _z(z),
-        _concrete(concrete(x) && concrete(y) && concrete(z)) {}
+        _concrete(x->isConcrete() && y->isConcrete() && z->isConcrete()) {}
   std::size_t classSize() const override { return sizeof(NuvCPTernaryEqualI); }
   void mark(PimMarker& m) override;
   void print(std::ostream& os) const override;
@@ -40,7 +40,6 @@ class NuvCPTernaryEqualI : public NuvCPCstrI {
   NuvCPIntVarI* _y;
   NuvCPIntVarI* _z;
   bool _concrete;  // constant: all three concrete, bounds read without virtual calls
-  static bool concrete(NuvCPIntVarI* v);
   template <bool kConcrete>
   int run();
 };

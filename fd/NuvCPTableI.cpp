@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <ostream>
-#include <vector>
 
-#include "fd/NuvCPCIntVarI.h"
 #include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPManagerI.h"
 #include "fd/NuvCPShared.h"
@@ -270,7 +268,7 @@ NuvCPCompactTableI::NuvCPCompactTableI(NuvCPManagerI* s, NuvCPIntVarI* const* va
     _vars = nullptr;
     return;
   }
-  for (int i = 0; i < n; ++i) _concrete[i] = dynamic_cast<NuvCPCIntVarI*>(vars[i]) != nullptr;
+  for (int i = 0; i < n; ++i) _concrete[i] = vars[i]->isConcrete();
   _limitStamp = s->trail()->stamp();
 }
 
@@ -358,21 +356,17 @@ int NuvCPCompactTableI::post(int) {
   // value left has a slot: the column bounds cut the rest, or the filter
   // below removes them as unsupported).
   for (int k = 0; k < snapWords; ++k) _snap[k] = TWord{0, st};
-  std::vector<int> strays;
   for (int i = 0; i < _n; ++i) {
-    strays.clear();
+    int r = NuvCPSuspend;
     nuvCPForEachValue(_vars[i], [&](int v) {
       const int sl = _table->slot(i, v);
       if (sl >= 0)
         _snap[_snapOff[i] + (sl >> 6)].bits |= Word{1} << (sl & 63);
       else
-        strays.push_back(v);
-      return true;
+        r = _vars[i]->removeValue(v);  // no tuple holds it
+      return r != NuvCPFailure;
     });
-    // Values no tuple holds go now (collected first: no removal while
-    // walking the domain).
-    for (int v : strays)
-      if (_vars[i]->removeValue(v) == NuvCPFailure) return NuvCPFailure;
+    if (r == NuvCPFailure) return r;
   }
   const int r = filter(-1);
   if (r == NuvCPFailure) return r;
@@ -640,18 +634,16 @@ int NuvCPTableReifI::pass(bool& changed) {
   for (int i = 0; i < _n; ++i) {
     NuvCPIntVarI* x = _vars[i];
     if (x->isBound()) continue;
-    // The walk takes the next value before removing the current one.
-    for (int v = x->getMin();;) {
-      const bool last = v >= x->getMax();
-      const int next = last ? v : x->nextValue(v);
+    int r = NuvCPSuspend;
+    nuvCPForEachValue(x, [&](int v) {
       const int sl = _table->slot(i, v);
       if (sl < 0 || !_marks[_markOff[i] + static_cast<std::size_t>(sl)]) {
         changed = true;
-        if (x->removeValue(v) == NuvCPFailure) return NuvCPFailure;
+        r = x->removeValue(v);
       }
-      if (last) break;
-      v = next;
-    }
+      return r != NuvCPFailure;
+    });
+    if (r == NuvCPFailure) return r;
   }
   return NuvCPSuspend;
 }

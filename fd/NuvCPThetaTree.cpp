@@ -1,6 +1,7 @@
 #include "fd/NuvCPThetaTree.h"
 
 #include <new>
+#include <type_traits>
 
 template class PimAVLTreeNode<int, ThetaData*>;
 template class PimAVLTree<int, ThetaData*>;
@@ -32,7 +33,8 @@ struct Best {
   }
 };
 
-void emptyTheta(ThetaData& d, int index) {
+// The empty aggregates, flags cleared (the empty record's own values).
+void emptyRecord(ThetaData& d, int index) {
   d._index = index;
   d._est = kInf;
   d._dur = 0;
@@ -41,7 +43,7 @@ void emptyTheta(ThetaData& d, int index) {
   d._inTheta = false;
 }
 
-void emptyThetaLambda(ThetaLambdaData& d, int index) {
+void emptyRecord(ThetaLambdaData& d, int index) {
   d._index = index;
   d._est = kInf;
   d._dur = 0;
@@ -53,21 +55,6 @@ void emptyThetaLambda(ThetaLambdaData& d, int index) {
   d._respEctBar = -1;
   d._inTree = false;
   d._white = true;
-}
-
-template <class Data, class Node>
-bool initTree(PimAllocator* arena, int n, PimAVLTree<int, Data*>& tree, Data*& data, Node**& nodes,
-              void (*empty)(Data&, int)) {
-  data = static_cast<Data*>(arena->allocate(sizeof(Data) * static_cast<std::size_t>(n > 0 ? n : 1)));
-  nodes = static_cast<Node**>(arena->allocate(sizeof(Node*) * static_cast<std::size_t>(n > 0 ? n : 1)));
-  if (!data || !nodes) return false;
-  for (int i = 0; i < n; ++i) {
-    new (&data[i]) Data;
-    empty(data[i], i);
-    nodes[i] = tree.insert(data[i]._est, &data[i]);
-    if (!nodes[i]) return false;
-  }
-  return true;
 }
 
 }  // namespace
@@ -176,105 +163,78 @@ void nuvCPThetaLambdaRecompute(ThetaLambdaData& own, const ThetaLambdaData& l,
   }
 }
 
-// ---- Θ-tree ---------------------------------------------------------------------------
+// ---- both trees ----------------------------------------------------------------------
 
-bool NuvCPThetaTree::init(PimAllocator* arena, int n) {
+namespace {
+void recompute(ThetaData& own, const ThetaData& l, const ThetaData& r, bool children) {
+  nuvCPThetaRecompute(own, l, r, children);
+}
+void recompute(ThetaLambdaData& own, const ThetaLambdaData& l, const ThetaLambdaData& r,
+               bool children) {
+  nuvCPThetaLambdaRecompute(own, l, r, children);
+}
+}  // namespace
+
+template <class Data>
+bool NuvCPThetaTreeOf<Data>::init(PimAllocator* arena, int n) {
   _n = n;
-  emptyTheta(_empty, n);
-  return initTree<ThetaData, Node>(arena, n, _tree, _data, _nodes, emptyTheta);
+  emptyRecord(_empty, n);
+  const auto un = static_cast<std::size_t>(n > 0 ? n : 1);
+  _data = static_cast<Data*>(arena->allocate(sizeof(Data) * un));
+  _nodes = static_cast<Node**>(arena->allocate(sizeof(Node*) * un));
+  if (!_data || !_nodes) return false;
+  for (int i = 0; i < n; ++i) {
+    new (&_data[i]) Data;
+    emptyRecord(_data[i], i);
+    _nodes[i] = _tree.insert(_data[i]._est, &_data[i]);
+    if (!_nodes[i]) return false;
+  }
+  return true;
 }
 
-void NuvCPThetaTree::reset(NuvCPIntVarI* const* start, NuvCPIntVarI* const* duration) {
+template <class Data>
+void NuvCPThetaTreeOf<Data>::reset(NuvCPIntVarI* const* start, NuvCPIntVarI* const* duration) {
   for (int i = 0; i < _n; ++i) {
-    ThetaData& d = _data[i];
+    Data& d = _data[i];
+    emptyRecord(d, i);
+    if constexpr (std::is_same_v<Data, ThetaLambdaData>) d._white = false;  // flags cleared
     d._est = start[i]->getMin();
     d._dur = duration[i]->getMin();
-    d._inTheta = false;
-    d._sumP = 0;
-    d._ect = kInf;
     _tree.updateKey(_nodes[i], d._est);
   }
 }
 
-void NuvCPThetaTree::recomputePath(Node* n) {
-  for (; n; n = n->getParent()) {
+template <class Data>
+void NuvCPThetaTreeOf<Data>::recomputePath(int i) {
+  for (Node* n = _nodes[i]; n; n = n->getParent()) {
     const Node* l = n->getLeft();
     const Node* r = n->getRight();
-    nuvCPThetaRecompute(*n->getData(), l ? *l->getData() : _empty, r ? *r->getData() : _empty,
-                        l || r);
+    recompute(*n->getData(), l ? *l->getData() : _empty, r ? *r->getData() : _empty, l || r);
   }
 }
 
-void NuvCPThetaTree::add(int i) {
-  if (_data[i]._inTheta) return;
-  _data[i]._inTheta = true;
-  recomputePath(_nodes[i]);
-}
+template class NuvCPThetaTreeOf<ThetaData>;
+template class NuvCPThetaTreeOf<ThetaLambdaData>;
 
-void NuvCPThetaTree::remove(int i) {
-  if (!_data[i]._inTheta) return;
-  _data[i]._inTheta = false;
-  recomputePath(_nodes[i]);
-}
+// ---- Θ-tree ---------------------------------------------------------------------------
+
+void NuvCPThetaTree::add(int i) { setFlag(_data[i]._inTheta, true, i); }
+void NuvCPThetaTree::remove(int i) { setFlag(_data[i]._inTheta, false, i); }
 
 // ---- Θ-Λ-tree -------------------------------------------------------------------------
 
-bool NuvCPThetaLambdaTree::init(PimAllocator* arena, int n) {
-  _n = n;
-  emptyThetaLambda(_empty, n);
-  return initTree<ThetaLambdaData, Node>(arena, n, _tree, _data, _nodes, emptyThetaLambda);
-}
-
-void NuvCPThetaLambdaTree::reset(NuvCPIntVarI* const* start, NuvCPIntVarI* const* duration) {
-  for (int i = 0; i < _n; ++i) {
-    ThetaLambdaData& d = _data[i];
-    d._est = start[i]->getMin();
-    d._dur = duration[i]->getMin();
-    d._inTree = false;
-    d._white = false;
-    d._sumP = 0;
-    d._ect = kInf;
-    d._sumPBar = 0;
-    d._ectBar = kInf;
-    d._respSumPBar = d._respEctBar = -1;
-    _tree.updateKey(_nodes[i], d._est);
-  }
-}
-
-void NuvCPThetaLambdaTree::recomputePath(Node* n) {
-  for (; n; n = n->getParent()) {
-    const Node* l = n->getLeft();
-    const Node* r = n->getRight();
-    nuvCPThetaLambdaRecompute(*n->getData(), l ? *l->getData() : _empty,
-                              r ? *r->getData() : _empty, l || r);
-  }
-}
-
 void NuvCPThetaLambdaTree::addWhite(int i) {
-  if (_data[i]._inTree) return;
-  _data[i]._inTree = true;
-  _data[i]._white = true;
-  recomputePath(_nodes[i]);
+  if (!_data[i]._inTree) _data[i]._white = true;
+  setFlag(_data[i]._inTree, true, i);
 }
 
 void NuvCPThetaLambdaTree::addGray(int i) {
-  if (_data[i]._inTree) return;
-  _data[i]._inTree = true;
-  _data[i]._white = false;
-  recomputePath(_nodes[i]);
+  if (!_data[i]._inTree) _data[i]._white = false;
+  setFlag(_data[i]._inTree, true, i);
 }
 
-void NuvCPThetaLambdaTree::reAdd(int i) {
-  if (_data[i]._inTree) return;
-  _data[i]._inTree = true;
-  recomputePath(_nodes[i]);
-}
-
-void NuvCPThetaLambdaTree::remove(int i) {
-  if (!_data[i]._inTree) return;
-  _data[i]._inTree = false;
-  recomputePath(_nodes[i]);
-}
+void NuvCPThetaLambdaTree::reAdd(int i) { setFlag(_data[i]._inTree, true, i); }
+void NuvCPThetaLambdaTree::remove(int i) { setFlag(_data[i]._inTree, false, i); }
 
 void NuvCPThetaLambdaTree::ectBarWithout(int i, std::int32_t& ectBar, std::int32_t& resp) {
   if (_data[i]._inTree) {

@@ -79,45 +79,57 @@ void nuvCPThetaRecompute(ThetaData& own, const ThetaData& l, const ThetaData& r,
 void nuvCPThetaLambdaRecompute(ThetaLambdaData& own, const ThetaLambdaData& l,
                                const ThetaLambdaData& r, bool children);
 
-class NuvCPThetaTree {
+// What both trees share: one record and one node per activity, the empty
+// record, the reset, the walk that recomputes a node's path (with the
+// record type's own rule) and the root readout. Instantiated for ThetaData
+// and ThetaLambdaData in NuvCPThetaTree.cpp.
+template <class Data>
+class NuvCPThetaTreeOf {
  public:
-  using Tree = PimAVLTree<int, ThetaData*>;
-  using Node = PimAVLTreeNode<int, ThetaData*>;
+  using Tree = PimAVLTree<int, Data*>;
+  using Node = PimAVLTreeNode<int, Data*>;
 
   // n activities, every record empty, one node each inserted in activity
   // order. False when storage ran out.
   bool init(PimAllocator* arena, int n);
   // Re-reads est and duration (their minima), empties every record and
-  // re-keys every node by its est.
+  // clears its flags, and re-keys every node by its est.
   void reset(NuvCPIntVarI* const* start, NuvCPIntVarI* const* duration);
-  void add(int i);     // into Θ, when not there yet
-  void remove(int i);  // out of Θ, when there
-  bool contains(int i) const { return _data[i]._inTheta; }
-  std::int32_t sumP() const { return rootRecord()._sumP; }
-  std::int32_t ect() const { return rootRecord()._ect; }
-  const ThetaData& record(int i) const { return _data[i]; }
-  const ThetaData& empty() const { return _empty; }
+  const Data& root() const { return _tree.getRoot() ? *_tree.getRoot()->getData() : _empty; }
+  const Data& record(int i) const { return _data[i]; }
+  const Data& empty() const { return _empty; }
   const Tree& tree() const { return _tree; }
   int size() const { return _n; }
 
- private:
-  const ThetaData& rootRecord() const { return _tree.getRoot() ? *_tree.getRoot()->getData() : _empty; }
-  void recomputePath(Node* n);
+ protected:
+  // From activity i's node up to the root, inclusive.
+  void recomputePath(int i);
+  // A membership flag of activity i set to `on`; the path recomputed when
+  // it changes.
+  void setFlag(bool& flag, bool on, int i) {
+    if (flag == on) return;
+    flag = on;
+    recomputePath(i);
+  }
 
   Tree _tree;
-  ThetaData* _data = nullptr;
+  Data* _data = nullptr;
   Node** _nodes = nullptr;
-  ThetaData _empty{};
+  Data _empty{};
   int _n = 0;
 };
 
-class NuvCPThetaLambdaTree {
+class NuvCPThetaTree : public NuvCPThetaTreeOf<ThetaData> {
  public:
-  using Tree = PimAVLTree<int, ThetaLambdaData*>;
-  using Node = PimAVLTreeNode<int, ThetaLambdaData*>;
+  void add(int i);     // into Θ, when not there yet
+  void remove(int i);  // out of Θ, when there
+  bool contains(int i) const { return _data[i]._inTheta; }
+  std::int32_t sumP() const { return root()._sumP; }
+  std::int32_t ect() const { return root()._ect; }
+};
 
-  bool init(PimAllocator* arena, int n);
-  void reset(NuvCPIntVarI* const* start, NuvCPIntVarI* const* duration);
+class NuvCPThetaLambdaTree : public NuvCPThetaTreeOf<ThetaLambdaData> {
+ public:
   void addWhite(int i);  // into Θ, when not in the tree
   void addGray(int i);   // into Λ, when not in the tree
   void reAdd(int i);     // back in with its colour, when not in the tree
@@ -126,23 +138,10 @@ class NuvCPThetaLambdaTree {
   void ectBarWithout(int i, std::int32_t& ectBar, std::int32_t& resp);
   bool inTree(int i) const { return _data[i]._inTree; }
   bool isWhite(int i) const { return _data[i]._white; }
-  const ThetaLambdaData& root() const {
-    return _tree.getRoot() ? *_tree.getRoot()->getData() : _empty;
-  }
-  const ThetaLambdaData& record(int i) const { return _data[i]; }
-  const ThetaLambdaData& empty() const { return _empty; }
-  const Tree& tree() const { return _tree; }
-  int size() const { return _n; }
-
- private:
-  void recomputePath(Node* n);
-
-  Tree _tree;
-  ThetaLambdaData* _data = nullptr;
-  Node** _nodes = nullptr;
-  ThetaLambdaData _empty{};
-  int _n = 0;
 };
+
+extern template class NuvCPThetaTreeOf<ThetaData>;
+extern template class NuvCPThetaTreeOf<ThetaLambdaData>;
 
 // The module's instantiations (see NuvCPThetaTree.cpp).
 extern template class PimAVLTreeNode<int, ThetaData*>;

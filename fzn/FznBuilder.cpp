@@ -142,6 +142,15 @@ void FznBuilder::checkUnsupportedDecl(const FznDecl& d) const {
                        "')");
 }
 
+std::uint32_t FznBuilder::aliasRoot(std::uint32_t symbol, std::int64_t& offset) const {
+  offset = 0;
+  while (_aliasOf[symbol] != UINT32_MAX) {
+    offset += _aliasOffset[symbol];
+    symbol = _aliasOf[symbol];
+  }
+  return symbol;
+}
+
 void FznBuilder::findAliases() {
   // Two kinds of constraint only name one variable by another, and are not
   // posted:
@@ -165,15 +174,6 @@ void FznBuilder::findAliases() {
     const FznExpr& o = _m.deref(*_m.solve.objective);
     if (o.kind == FznExprKind::Ident) objective = o.symbol;
   }
-  // The root a symbol stands for, and the offset from that root.
-  auto rootOf = [&](std::uint32_t sym, std::int64_t& offset) {
-    offset = 0;
-    while (_aliasOf[sym] != UINT32_MAX) {
-      offset += _aliasOffset[sym];
-      sym = _aliasOf[sym];
-    }
-    return sym;
-  };
   auto ownIntVar = [&](std::uint32_t sym) {
     const FznDecl* d = _m.find(sym);
     return d && d->isVar() && !d->isArray() && !d->value && d->type.base == FznBaseType::Int &&
@@ -198,7 +198,7 @@ void FznBuilder::findAliases() {
       }
       // Follow a to the variable it stands for, so that chains end at a root.
       std::int64_t offset;
-      const std::uint32_t root = rootOf(a.symbol, offset);
+      const std::uint32_t root = aliasRoot(a.symbol, offset);
       if (root == b.symbol || offset != 0) continue;
       _aliasOf[b.symbol] = root;
       _skip[i] = true;
@@ -234,7 +234,7 @@ void FznBuilder::findAliases() {
       }
       if (b == objective || !ownIntVar(b)) continue;
       std::int64_t offset;
-      const std::uint32_t root = rootOf(a, offset);
+      const std::uint32_t root = aliasRoot(a, offset);
       const FznDecl* dr = _m.find(root);
       if (root == b || !dr || !dr->isVar() || dr->type.base != FznBaseType::Int) continue;
       offset += d;
@@ -288,12 +288,8 @@ void FznBuilder::declareVars() {
   }
   for (const FznDecl& d : _m.decls) {
     if (!d.isVar() || d.isArray() || d.value || _aliasOf[d.symbol] == UINT32_MAX) continue;
-    std::uint32_t root = d.symbol;
-    std::int64_t offset = 0;
-    while (_aliasOf[root] != UINT32_MAX) {
-      offset += _aliasOffset[root];
-      root = _aliasOf[root];
-    }
+    std::int64_t offset;
+    const std::uint32_t root = aliasRoot(d.symbol, offset);
     if (!_varOf[root]) continue;  // its root failed to exist (an empty domain)
     if (offset == 0) {
       _varOf[d.symbol] = _varOf[root];
@@ -450,6 +446,21 @@ void FznBuilder::post(const char* className, std::vector<RavValue> args) {
     std::string what = _current ? "constraint " + _m.name(_current->symbol) + ": " : "";
     throw PimExecutionError(_m.source(pos), what + e.message());
   }
+}
+
+// For the forms no language class has: the propagator goes on the store
+// directly (null: its storage could not be had).
+void FznBuilder::postPropagator(NuvCPCstrI* p, const FznConstraint& c) {
+  if (!p) _m.fail(c.pos, "constraint " + _m.name(c.symbol) + ": out of memory");
+  ++_posted;
+  if (store()->post(p) == NuvCPFailure) fail();
+}
+
+std::vector<NuvCPIntVarI*> FznBuilder::implVars(const RavObjectArray& xs) const {
+  std::vector<NuvCPIntVarI*> out;
+  out.reserve(xs.values.size());
+  for (NuvNativeObject* o : xs.values) out.push_back(static_cast<NuvCPVarObject*>(o)->intVar());
+  return out;
 }
 
 void FznBuilder::buildConstraints() {
@@ -966,14 +977,11 @@ void FznBuilder::allDifferent(const FznConstraint& c) {
 // is posted on the store directly.
 void FznBuilder::allDifferentReif(const FznConstraint& c) {
   if (_failed) return;
-  std::vector<NuvCPIntVarI*> xs;
-  for (NuvNativeObject* o : vars(c.args[0]).values) xs.push_back(static_cast<NuvCPVarObject*>(o)->intVar());
+  std::vector<NuvCPIntVarI*> xs = implVars(vars(c.args[0]));
   NuvCPManagerI* s = store();
-  auto* p = nuvCPNew<NuvCPAllDiffReifI>(s->allocator(), s, static_cast<int>(xs.size()), xs.data(),
-                                        implVar(c.args[1]));
-  if (!p) _m.fail(c.pos, "out of memory posting all_different_int_reif");
-  ++_posted;
-  if (s->post(p) == NuvCPFailure) fail();
+  postPropagator(nuvCPNew<NuvCPAllDiffReifI>(s->allocator(), s, static_cast<int>(xs.size()), xs.data(),
+                                             implVar(c.args[1])),
+                 c);
 }
 
 // ---- Boolean ------------------------------------------------------------------------
@@ -1335,15 +1343,12 @@ void FznBuilder::tableIntReif(const FznConstraint& c) {
     post("CP$Equalc", {RavValue(b), RavValue(0)});
     return;
   }
-  std::vector<NuvCPIntVarI*> impl;
-  for (NuvNativeObject* o : xs.values) impl.push_back(static_cast<NuvCPVarObject*>(o)->intVar());
+  std::vector<NuvCPIntVarI*> impl = implVars(xs);
   NuvCPManagerI* s = store();
   auto* p = nuvCPNew<NuvCPTableReifI>(s->allocator(), s, impl.data(), static_cast<int>(impl.size()),
                                       static_cast<NuvCPTable*>(table)->data(),
                                       static_cast<NuvCPVarObject*>(b)->intVar(), table);
-  if (!p || !p->ok()) _m.fail(c.pos, "out of memory posting a reified table");
-  ++_posted;
-  if (s->post(p) == NuvCPFailure) fail();
+  postPropagator(p && p->ok() ? p : nullptr, c);
 }
 
 void FznBuilder::inverse(const FznConstraint& c) {

@@ -24,6 +24,7 @@
 #include "fzn/FznAst.h"
 #include "host/Rav.h"
 
+class NuvCPCstrI;
 class NuvCPIntVarI;
 class NuvCPManagerI;
 
@@ -101,6 +102,8 @@ class FznBuilder {
   };
 
   void findAliases();
+  // The variable a symbol finally names, and the offset it adds to it.
+  std::uint32_t aliasRoot(std::uint32_t symbol, std::int64_t& offset) const;
   void declareVars();
   void buildConstraints();
   void buildOutputs();
@@ -186,6 +189,8 @@ class FznBuilder {
   void setInReif(const FznConstraint& c);
   void tableInt(const FznConstraint& c);
   void tableIntReif(const FznConstraint& c);
+  void postPropagator(NuvCPCstrI* p, const FznConstraint& c);
+  std::vector<NuvCPIntVarI*> implVars(const RavObjectArray& xs) const;
   NuvNativeObject* tableObject(const FznConstraint& c, std::size_t n);
   void inverse(const FznConstraint& c);
 

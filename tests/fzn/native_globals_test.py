@@ -56,6 +56,26 @@ def cumulative(rng):
     return "\n".join(lines) + "\n", opt
 
 
+def shifted_terms(rng, n):
+    """x0..x(n-1), some shifted by a constant, now and then x0 twice."""
+    terms = [f"x{i}" if rng.random() < 0.7 else f"x{i} + {rng.randint(-2, 2)}" for i in range(n)]
+    if rng.random() < 0.1:
+        terms.append(terms[0])
+    return terms
+
+
+def reified_ending(rng, lines, n, weight):
+    """b forced now and then; all solutions, or the largest sum with b
+    counted `weight` times; x and b printed."""
+    if rng.random() < 0.3:
+        lines.append(f"constraint {rng.choice(['b', 'not b'])};")
+    xs = ", ".join(f"x{i}" for i in range(n))
+    opt = rng.random() < 0.3
+    lines.append(f"solve maximize sum([{xs}]) + {weight} * bool2int(b);" if opt else "solve satisfy;")
+    lines.append(f'output [show([{xs}]), " ", show(b)];')
+    return "\n".join(lines) + "\n", opt
+
+
 def all_different(rng):
     """Variables over small overlapping domains with holes, some shifted,
     now and then one variable twice; each strength annotation and none;
@@ -68,52 +88,31 @@ def all_different(rng):
         lines.append(f"var {lo}..{hi}: x{i};")
         if rng.random() < 0.3:
             lines.append(f"constraint x{i} != {rng.randint(lo, hi)};")
-    terms = [f"x{i}" if rng.random() < 0.7 else f"x{i} + {rng.randint(-2, 2)}" for i in range(n)]
-    if rng.random() < 0.1:
-        terms.append(terms[0])
+    terms = shifted_terms(rng, n)
     ann = rng.choice(["", " :: domain", " :: bounds", " :: value_propagation"])
     lines.append(f"constraint all_different([{', '.join(terms)}]){ann};")
     xs = ", ".join(f"x{i}" for i in range(n))
-    if rng.random() < 0.4:
-        lines.append(f"solve minimize sum([{xs}]);")
-        opt = True
-    else:
-        lines.append("solve satisfy;")
-        opt = False
+    opt = rng.random() < 0.4
+    lines.append(f"solve minimize sum([{xs}]);" if opt else "solve satisfy;")
     lines.append(f'output [show([{xs}])];')
     return "\n".join(lines) + "\n", opt
 
 
 def all_different_reif(rng):
-    """b <-> all_different over the same kind of arrays, b printed (some
-    arrays sharing a variable), and b also used: sometimes forced, or
-    counted in the objective."""
+    """b <-> all_different over the same kind of arrays (some sharing a
+    variable)."""
     n = rng.randint(2, 4)
     lines = ['include "all_different.mzn";', "var bool: b;"]
     for i in range(n):
         lo = rng.randint(-1, 1)
-        hi = lo + rng.randint(0, 3)
-        lines.append(f"var {lo}..{hi}: x{i};")
-    terms = [f"x{i}" if rng.random() < 0.7 else f"x{i} + {rng.randint(-2, 2)}" for i in range(n)]
-    if rng.random() < 0.1:
-        terms.append(terms[0])
-    lines.append(f"constraint b <-> all_different([{', '.join(terms)}]);")
-    if rng.random() < 0.3:
-        lines.append(f"constraint {rng.choice(['b', 'not b'])};")
-    xs = ", ".join(f"x{i}" for i in range(n))
-    if rng.random() < 0.3:
-        lines.append(f"solve maximize sum([{xs}]) + 3 * bool2int(b);")
-        opt = True
-    else:
-        lines.append("solve satisfy;")
-        opt = False
-    lines.append(f'output [show([{xs}]), " ", show(b)];')
-    return "\n".join(lines) + "\n", opt
+        lines.append(f"var {lo}..{lo + rng.randint(0, 3)}: x{i};")
+    lines.append(f"constraint b <-> all_different([{', '.join(shifted_terms(rng, n))}]);")
+    return reified_ending(rng, lines, n, 3)
 
 
 def table_reif(rng):
     """b <-> table over 2 or 3 variables (one sometimes twice) and a random
-    table; b forced now and then, or counted in the objective."""
+    table."""
     n = rng.randint(2, 3)
     lines = ['include "table.mzn";', "var bool: b;"]
     for i in range(n):
@@ -126,17 +125,7 @@ def table_reif(rng):
     flat = ", ".join(str(v) for r in rows for v in r)
     lines.append(f"array[1..{len(rows)}, 1..{n}] of int: t = array2d(1..{len(rows)}, 1..{n}, [{flat}]);")
     lines.append(f"constraint b <-> table([{', '.join(xs)}], t);")
-    if rng.random() < 0.3:
-        lines.append(f"constraint {rng.choice(['b', 'not b'])};")
-    allx = ", ".join(f"x{i}" for i in range(n))
-    if rng.random() < 0.3:
-        lines.append(f"solve maximize sum([{allx}]) + 2 * bool2int(b);")
-        opt = True
-    else:
-        lines.append("solve satisfy;")
-        opt = False
-    lines.append(f'output [show([{allx}]), " ", show(b)];')
-    return "\n".join(lines) + "\n", opt
+    return reified_ending(rng, lines, n, 2)
 
 
 GLOBALS = {"cumulative": cumulative, "all_different_int": all_different,
