@@ -13,6 +13,7 @@
 #include "fd/NuvCPNative.h"
 #include "fd/NuvCPTable.h"
 #include "fd/NuvCPTableI.h"
+#include "fd/NuvCPUnaryI.h"
 #include "host/PimError.h"
 
 namespace {
@@ -80,6 +81,10 @@ FznBuilder::FznBuilder(const FznModel& model, RavRuntime& rt, NuvNativeObject* s
       {"array_bool_element", {&B::arrayIntElement, {IV, BA, BV}}},
       {"array_var_int_element", {&B::arrayVarIntElement, {IV, IVA, IV}}},
       {"fzn_cumulative", {&B::cumulative, {IVA, IVA, IVA, IV}}},
+      {"nuvfd_disjunctive", {&B::disjunctive, {IVA, IVA}}},
+      {"nuvfd_disjunctive_strict", {&B::disjunctive, {IVA, IVA}}},
+      {"nuvfd_disjunctive_opt", {&B::disjunctive, {IVA, IVA, BVA}}},
+      {"nuvfd_disjunctive_strict_opt", {&B::disjunctive, {IVA, IVA, BVA}}},
       {"fzn_all_different_int", {&B::allDifferent, {IVA}}},
       {"fzn_all_different_int_reif", {&B::allDifferentReif, {IVA, BV}}},
       {"array_var_bool_element", {&B::arrayVarIntElement, {IV, BVA, BV}}},
@@ -958,8 +963,46 @@ void FznBuilder::arrayVarIntElement(const FznConstraint& c) {
 // Arrays of different sizes are refused by the native class, with the
 // constraint's position.
 void FznBuilder::cumulative(const FznConstraint& c) {
+  // Fixed demands of which no two fit together under a fixed capacity make
+  // a unary resource: its own propagator is far stronger than time-tabling.
+  // A task of demand 0 fits beside anything, and one above the capacity
+  // may not run at all: both leave it to time-tabling.
+  if (_failed) return;
+  const std::vector<NuvCPIntVarI*> s = implVars(vars(c.args[0])), d = implVars(vars(c.args[1])),
+                                   r = implVars(vars(c.args[2]));
+  const NuvCPIntVarI* cap = implVar(c.args[3]);
+  const bool unary = cap->isBound() && s.size() >= 2 && d.size() == s.size() && r.size() == s.size() &&
+                     std::all_of(r.begin(), r.end(), [&](const NuvCPIntVarI* x) {
+                       return x->isBound() && x->getMin() <= cap->getMin() &&
+                              2 * std::int64_t{x->getMin()} > cap->getMin();
+                     });
+  if (unary) {
+    // Time-tabling stays: it checks the durations' signs.
+    NuvCPManagerI* st = store();
+    postPropagator(nuvCPNew<NuvCPUnaryResourceI>(st->allocator(), st, static_cast<int>(s.size()), s.data(),
+                                                d.data(), nullptr, false),
+                   c);
+  }
   post("CP$TimeTableCstr", {RavValue(vars(c.args[0])), RavValue(vars(c.args[1])),
                             RavValue(vars(c.args[2])), RavValue(var(c.args[3]))});
+}
+
+// A unary resource (MiniZinc's disjunctive and its strict and optional
+// forms): one propagator with overload checking, detectable precedences,
+// not-first/not-last and edge finding, both ways (fd/NuvCPUnaryI.h). The
+// library asks d >= 0 before it calls these.
+void FznBuilder::disjunctive(const FznConstraint& c) {
+  if (_failed) return;
+  const std::string& name = _m.name(c.symbol);
+  const bool strict = name.find("strict") != std::string::npos;
+  std::vector<NuvCPIntVarI*> s = implVars(vars(c.args[0])), d = implVars(vars(c.args[1])), p;
+  if (c.args.size() > 2) p = implVars(vars(c.args[2]));
+  if (d.size() != s.size() || (c.args.size() > 2 && p.size() != s.size()))
+    _m.fail(c.pos, "constraint " + name + ": the start, duration and presence arrays differ in size");
+  NuvCPManagerI* st = store();
+  postPropagator(nuvCPNew<NuvCPUnaryResourceI>(st->allocator(), st, static_cast<int>(s.size()), s.data(),
+                                              d.data(), p.empty() ? nullptr : p.data(), strict),
+                 c);
 }
 
 // One propagator instead of the quadratic decomposition; ::domain,

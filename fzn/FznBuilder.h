@@ -170,6 +170,7 @@ class FznBuilder {
   void arrayIntElement(const FznConstraint& c);
   void arrayVarIntElement(const FznConstraint& c);
   void cumulative(const FznConstraint& c);
+  void disjunctive(const FznConstraint& c);
   void allDifferent(const FznConstraint& c);
   void allDifferentReif(const FznConstraint& c);
   void arrayBoolAnd(const FznConstraint& c);
