@@ -348,14 +348,14 @@ int NuvCPUnaryResourceI::round(bool mirrored, bool& changed) {
 
 int NuvCPUnaryResourceI::propagate() {
   if (_n < 2) return NuvCPSuccess;
-  // Rounds until neither view narrows a start nor makes a task absent.
-  for (bool changed = true; changed;) {
-    changed = false;
-    for (bool mirrored : {false, true}) {
-      _excluded = false;
-      if (round(mirrored, changed) == NuvCPFailure) return NuvCPFailure;
-      changed = changed || _excluded;
-    }
+  // Views alternate until both have run on the same bounds without
+  // narrowing a start or making a task absent.
+  bool mirrored = false;
+  for (int unchanged = 0; unchanged < 2; mirrored = !mirrored) {
+    bool changed = false;
+    _excluded = false;
+    if (round(mirrored, changed) == NuvCPFailure) return NuvCPFailure;
+    unchanged = changed || _excluded ? 0 : unchanged + 1;
   }
   for (int i = 0; i < _n; ++i) {
     if (_present && _present[i]->getMax() == 0) continue;
