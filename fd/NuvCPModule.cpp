@@ -24,6 +24,7 @@
 #include "fd/NuvCPSolutionI.h"
 #include "fd/NuvCPTable.h"
 #include "fd/NuvCPTimeTable.h"
+#include "fd/NuvCPUnary.h"
 #include "fd/NuvCPRelationI.h"
 #include "host/Rav.h"
 
@@ -133,10 +134,10 @@ const ClassRow kClasses[] = {
     {"CP$GiveCapacityCstr", unavailable},
     {"CP$TakeMinCapacityCstr", unavailable},
     {"CP$GiveMinCapacityCstr", unavailable},
-    {"CP$NotFirstCstr", unavailable},
-    {"CP$NotFirstOptionalCstr", unavailable},
-    {"CP$NotLastCstr", unavailable},
-    {"CP$NotLastOptionalCstr", unavailable},
+    {"CP$NotFirstCstr", nuvCPUnaryFactory},
+    {"CP$NotFirstOptionalCstr", nuvCPUnaryFactory},
+    {"CP$NotLastCstr", nuvCPUnaryFactory},
+    {"CP$NotLastOptionalCstr", nuvCPUnaryFactory},
     {"CP$RankFirstCstr", unavailable},
     {"CP$RankFirstOptionalCstr", unavailable},
     {"CP$RankCstr", unavailable},
@@ -144,19 +145,19 @@ const ClassRow kClasses[] = {
     {"CP$RankTransitionCstr", unavailable},
     {"CP$RankOptionalTransitionCstr", unavailable},
     {"CP$RankTransitionSuccCstr", unavailable},
-    {"CP$DisjunctiveCstr", unavailable},
-    {"CP$OptionalDisjunctiveCstr", unavailable},
+    {"CP$DisjunctiveCstr", nuvCPUnaryFactory},
+    {"CP$OptionalDisjunctiveCstr", nuvCPUnaryFactory},
     {"CP$DisjunctiveTransitionCstr", unavailable},
     {"CP$DisjunctiveTransitionPrecedenceCstr", unavailable},
     {"CP$DisjunctiveTransitionTimesCstr", unavailable},
-    {"CP$EdgeFinder", unavailable},
-    {"CP$OptionalEdgeFinder", unavailable},
+    {"CP$EdgeFinder", nuvCPUnaryFactory},
+    {"CP$OptionalEdgeFinder", nuvCPUnaryFactory},
     {"CP$UnaryBreakUR", unavailable},
     {"CP$UnaryBreakURBreakable", unavailable},
     {"CP$UnaryPeriodicBreak", unavailable},
     {"CP$UnaryPeriodicBreakBreakable", unavailable},
-    {"CP$DetectablePrecedencesCstr", unavailable},
-    {"CP$DetectablePrecedencesWOCstr", unavailable},
+    {"CP$DetectablePrecedencesCstr", nuvCPUnaryFactory},
+    {"CP$DetectablePrecedencesWOCstr", nuvCPUnaryFactory},
     {"CP$ShavingEdgeFinder", unavailable},
     {"CP$Shaving", unavailable},
     {"CP$DiscreteEdgeFinder", unavailable},

@@ -266,6 +266,53 @@ TEST_F(LanguageTest, AllDifferentAndCumulativeObjects) {
   EXPECT_EQ(call(s2, "getMin").asInt(), 2);
 }
 
+TEST_F(LanguageTest, UnaryResourceObjects) {
+  NuvNativeObject* s = makeStore();
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  // a: start 0..5, duration 5; b: start 0..5, duration 5; x: start 0..19,
+  // duration 1: edge finding puts x after both.
+  NuvNativeObject* five = makeVar(s, 5, 5);
+  NuvNativeObject* one = makeVar(s, 1, 1);
+  NuvNativeObject* a = makeVar(s, 0, 5);
+  NuvNativeObject* b = makeVar(s, 0, 5);
+  NuvNativeObject* x = makeVar(s, 0, 19);
+  NuvNativeObject* ae = makeVar(s, 5, 10);
+  NuvNativeObject* be = makeVar(s, 5, 10);
+  NuvNativeObject* xe = makeVar(s, 1, 20);
+  const RavObjectArray starts{1, {a, b, x}}, durations{1, {five, five, one}}, ends{1, {ae, be, xe}};
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$EdgeFinder", {starts, RavValue(), ends}); }),
+            "EdgeFinder(var<CP>{int}[],null,var<CP>{int}[])");
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$NotLastCstr", {starts, durations, ends, RavValue()}); }),
+            "NotLastCstr(var<CP>{int}[],var<CP>{int}[],var<CP>{int}[],null)");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$NotFirstCstr", {starts, RavObjectArray{1, {one}}, ends}); }),
+            "NotFirstCstr: the activity arrays differ in size");
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$DisjunctiveCstr", {a, ae, RavValue(), be}); }),
+            "DisjunctiveCstr(var<CP>{int},var<CP>{int},null,var<CP>{int})");
+  NuvNativeObject* ef = create("CP$EdgeFinder", {starts, durations, ends});
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { call(ef, "getGlobalSlack"); }), "EdgeFinder: The constraint is not posted");
+  EXPECT_EQ(call(s, "post", ef).asInt(), 2);
+  EXPECT_EQ(call(x, "getMin").asInt(), 10);
+  // Window [0, 20], durations 11.
+  EXPECT_EQ(call(ef, "getGlobalSlack").asInt(), 9);
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { call(ef, "getLocalSlack"); }),
+            "UnaryResource::getLocalSlack(): The resource is not closed");
+  call(ef, "close");
+  EXPECT_EQ(call(ef, "getLocalSlack").asInt(), 0);  // a and b fill [0, 10]
+  // Every other class builds and posts.
+  NuvNativeObject* p = makeVar(s, 0, 1);
+  const RavObjectArray presence{1, {p, p, p}};
+  for (const char* cls : {"CP$DetectablePrecedencesCstr", "CP$NotFirstCstr", "CP$NotLastCstr"})
+    EXPECT_EQ(call(s, "post", create(cls, {starts, durations, ends})).asInt(), 2) << cls;
+  for (const char* cls : {"CP$DetectablePrecedencesWOCstr", "CP$NotFirstOptionalCstr", "CP$NotLastOptionalCstr",
+                          "CP$OptionalEdgeFinder"})
+    EXPECT_EQ(call(s, "post", create(cls, {starts, durations, ends, presence})).asInt(), 2) << cls;
+  EXPECT_EQ(call(s, "post", create("CP$DisjunctiveCstr", {a, ae, b, be})).asInt(), 2);
+  EXPECT_EQ(call(s, "post", create("CP$OptionalDisjunctiveCstr", {a, ae, p, b, be, p})).asInt(), 2);
+}
+
 TEST_F(LanguageTest, PostingBuildsPropagatorsAndHandlesNameTheirClass) {
   NuvNativeObject* s = makeStore();
   NuvNativeObject* x = makeVar(s, 0, 9);
