@@ -367,6 +367,8 @@ int NuvCPUnaryResourceI::propagate() {
 
 int NuvCPUnaryResourceI::post(int) {
   if (!ok()) return NuvCPFailure;
+  for (int i = 0; i < _n; ++i)
+    if (_d[i]->updateMin(0) == NuvCPFailure) return NuvCPFailure;
   if (_n < 2) return NuvCPSuccess;
   const int r = propagate();
   if (r != NuvCPSuspend) return r;

@@ -12,8 +12,8 @@
 // (no presence array: every task is present):
 //   for every two present tasks i != j: s[i] + d[i] <= s[j] or s[j] + d[j] <= s[i]
 // ("strict"), or the same only for tasks of positive duration ("non-strict":
-// a task of duration 0 may sit anywhere, even inside another). Durations
-// are not bounded below by the relation; the front end asks d >= 0.
+// a task of duration 0 may sit anywhere, even inside another), and every
+// d[i] >= 0 (as MiniZinc's scheduling globals assume; posted at once).
 //
 // Consistency: the four O(n log n) rules of Vilím's unary resource
 // ("O(n log n) filtering algorithms for unary resource constraint",

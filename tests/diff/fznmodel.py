@@ -246,6 +246,30 @@ def _natives_for_gecode(m):
                 ints.append(v)
             vals = ["1" if t.strip() == "true" else "0" for t in split_top(rows.strip()[1:-1])]
             g.cons.append(("gecode_table_int", ["[" + ", ".join(ints) + "]", "[" + ", ".join(vals) + "]"]))
+        elif name in ("nuvfd_disjunctive", "nuvfd_disjunctive_strict"):
+            # The pairwise decomposition MiniZinc's library would post.
+            named = m.named_arrays()
+            ss = [x.strip() for x in split_top(named.get(args[0], args[0]).strip()[1:-1])]
+            ds = [x.strip() for x in split_top(named.get(args[1], args[1]).strip()[1:-1])]
+            for d in ds:
+                g.cons.append(("int_le", ["0", d]))
+            for i in range(len(ss)):
+                for j in range(i + 1, len(ss)):
+                    lits = []
+                    for a, da, b in ((i, ds[i], j), (j, ds[j], i)):
+                        k += 1
+                        v = f"dj{k}"
+                        g.vars.append(Var(v, "bool", None, ["var_is_introduced"]))
+                        g.cons.append(("int_lin_le_reif", ["[1, 1, -1]", f"[{ss[a]}, {da}, {ss[b]}]", "0", v]))
+                        lits.append(v)
+                    if not name.endswith("strict"):
+                        for d in (ds[i], ds[j]):
+                            k += 1
+                            v = f"dj{k}"
+                            g.vars.append(Var(v, "bool", None, ["var_is_introduced"]))
+                            g.cons.append(("int_le_reif", [d, "0", v]))
+                            lits.append(v)
+                    g.cons.append(("bool_clause", ["[" + ", ".join(lits) + "]", "[]"]))
         else:
             g.cons.append((name, args))
     return g

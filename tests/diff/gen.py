@@ -39,6 +39,7 @@ FAMILIES = [
     "bool_lin_eq", "bool_lin_le",
     "set_in", "set_in_reif",
     "nuvfd_table_int", "nuvfd_table_bool", "nuvfd_inverse",
+    "nuvfd_disjunctive", "nuvfd_disjunctive_strict",
 ]
 
 # Bound on the product of all domain sizes, so that gecode's -a enumeration
@@ -259,6 +260,14 @@ class Gen:
             f = [self.ivar() for _ in range(n)]
             g = [self.ivar() for _ in range(n)]
             args = [self.arr(f), str(r.randint(0, 2)), self.arr(g), str(r.randint(0, 2))]
+        elif fam in ("nuvfd_disjunctive", "nuvfd_disjunctive_strict"):
+            # Two to four tasks; durations fixed or variable, 0 included
+            # (where the two forms differ), a variable now and then in two
+            # places.
+            n = r.randint(2, 4)
+            ss = [self.ivar() for _ in range(n)]
+            ds = [str(r.randint(0, 3)) if r.random() < 0.5 else self.ivar() for _ in range(n)]
+            args = [self.arr(ss), self.arr(ds)]
         else:
             raise AssertionError(fam)
         if reif:

@@ -107,6 +107,12 @@ def _holds(name, a):
         f, fl, g, gl = a
         return (all(gl <= f[i] < gl + len(g) and g[f[i] - gl] == fl + i for i in range(len(f)))
                 and all(fl <= g[j] < fl + len(f) and f[g[j] - fl] == gl + j for j in range(len(g))))
+    if name in ("nuvfd_disjunctive", "nuvfd_disjunctive_strict"):
+        s, d = [int(x) for x in a[0]], [int(x) for x in a[1]]
+        strict = name.endswith("strict")
+        return all(x >= 0 for x in d) and all(
+            (not strict and (d[i] == 0 or d[j] == 0)) or s[i] + d[i] <= s[j] or s[j] + d[j] <= s[i]
+            for i in range(len(s)) for j in range(i + 1, len(s)))
     raise KeyError(name)
 
 

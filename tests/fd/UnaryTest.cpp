@@ -17,6 +17,8 @@ using namespace nuvcheck;
 bool unaryHolds(int n, bool optional, bool strict, const Assignment& a) {
   auto at = [&](int k) { return a[static_cast<std::size_t>(k)]; };
   for (int i = 0; i < n; ++i)
+    if (at(n + i) < 0) return false;
+  for (int i = 0; i < n; ++i)
     for (int j = i + 1; j < n; ++j) {
       if (optional && (at(2 * n + i) == 0 || at(2 * n + j) == 0)) continue;
       const int si = at(i), sj = at(j), di = at(n + i), dj = at(n + j);
@@ -41,7 +43,7 @@ TEST(Unary, NeverLosesAScheduleAndChecksWhenBound) {
   // variable; three and four tasks in a tight horizon so that every rule
   // fires and fails.
   const Case cases[] = {
-      {3, false, true, 6, 0, 3},  {3, false, false, 6, 0, 3}, {4, false, true, 7, 1, 3},
+      {3, false, true, 6, -1, 3}, {3, false, false, 6, -1, 3}, {4, false, true, 7, 1, 3},
       {4, false, false, 6, 0, 2}, {3, true, true, 5, 1, 3},   {3, true, false, 5, 0, 2},
       {4, true, true, 6, 1, 2},
   };
