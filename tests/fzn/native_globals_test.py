@@ -128,8 +128,42 @@ def table_reif(rng):
     return reified_ending(rng, lines, n, 2)
 
 
+def disjunctive_family(strict, optional):
+    """Tasks with variable starts (optional ones now and then absent) and
+    durations fixed or variable from 0 (where the strict and non-strict
+    forms differ); all solutions, or the least makespan."""
+    def gen(rng):
+        n = rng.randint(2, 4)
+        opt = "opt " if optional else ""
+        lines = ['include "globals.mzn";']
+        lines.append(f"array[1..{n}] of var {opt}0..{rng.randint(3, 6)}: s;")
+        lines.append(f"array[1..{n}] of var 0..{rng.randint(1, 3)}: d;")
+        for i in range(1, n + 1):
+            if rng.random() < 0.5:
+                lines.append(f"constraint d[{i}] = {rng.randint(0, 3)};")
+        lines.append(f"constraint disjunctive{'_strict' if strict else ''}(s, d);")
+        if rng.random() < 0.4:
+            lines.append("var 0..12: mk;")
+            if optional:
+                lines.append(f"constraint forall(i in 1..{n})(occurs(s[i]) -> deopt(s[i]) + d[i] <= mk);")
+                lines.append(f"constraint sum(i in 1..{n})(occurs(s[i])) >= {n - 1};")
+            else:
+                lines.append(f"constraint forall(i in 1..{n})(s[i] + d[i] <= mk);")
+            lines.append("solve minimize mk;")
+            lines.append('output ["mk=\\(mk)\\n"];')
+            return "\n".join(lines) + "\n", True
+        lines.append("solve satisfy;")
+        lines.append('output ["s=\\(s) d=\\(d)\\n"];')
+        return "\n".join(lines) + "\n", False
+    return gen
+
+
 GLOBALS = {"cumulative": cumulative, "all_different_int": all_different,
-           "all_different_int_reif": all_different_reif, "table_int_reif": table_reif}
+           "all_different_int_reif": all_different_reif, "table_int_reif": table_reif,
+           "disjunctive": disjunctive_family(False, False),
+           "disjunctive_strict": disjunctive_family(True, False),
+           "disjunctive_opt": disjunctive_family(False, True),
+           "disjunctive_strict_opt": disjunctive_family(True, True)}
 
 
 def solve(minizinc, msc, mzn, std, opt):
