@@ -127,7 +127,7 @@ const ClassRow kClasses[] = {
     {"CP$TimeTable", unavailable},
     {"CP$TimeTableCstr", nuvCPTimeTableFactory},
     {"CP$TimeTableCapCstr", unavailable},
-    {"CP$TimeTableCapOptionalCstr", unavailable},
+    {"CP$TimeTableCapOptionalCstr", nuvCPTimeTableFactory},
     {"CP$TimeTableMinCstr", unavailable},
     {"CP$TimeTableMinCapCstr", unavailable},
     {"CP$TakeCapacityCstr", unavailable},

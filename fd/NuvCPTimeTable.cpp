@@ -14,34 +14,43 @@ class NuvCPTimeTable : public NuvCPCstr {
   using NuvCPCstr::NuvCPCstr;
   std::size_t classSize() const override { return sizeof(NuvCPTimeTable); }
   void mark(PimMarker& m) override {
-    for (const auto* a : {&_s, &_d, &_r})
+    for (const auto* a : {&_s, &_d, &_r, &_p})
       for (NuvCPIntVarI* x : *a) m.mark(x);
     m.mark(_c);
   }
 
   void init(RavRuntime& rt, int nargs) override {
-    if (nargs != 4) NuvCPCstr::init(rt, nargs);
-    NuvCPArgs a(rt, "cumulative",
-                {"var<CP>{int}[]", "var<CP>{int}[]", "var<CP>{int}[]", "var<CP>{int}"});
+    // CP$TimeTableCapOptionalCstr takes the presence array last.
+    const bool optional = nativeClass()->name() == "CP$TimeTableCapOptionalCstr";
+    if (nargs != (optional ? 5 : 4)) NuvCPCstr::init(rt, nargs);
+    NuvCPArgs a = optional ? NuvCPArgs(rt, "cumulative",
+                                       {"var<CP>{int}[]", "var<CP>{int}[]", "var<CP>{int}[]", "var<CP>{int}",
+                                        "var<CP>{int}[]"})
+                           : NuvCPArgs(rt, "cumulative",
+                                       {"var<CP>{int}[]", "var<CP>{int}[]", "var<CP>{int}[]", "var<CP>{int}"});
     _s = a.intVars(0);
     _d = a.intVars(1);
     _r = a.intVars(2);
     _c = a.intVar(3);
-    if (_d.size() != _s.size() || _r.size() != _s.size())
-      throw PimExecutionError(rt.source(),
-                              "cumulative: the start, duration and demand arrays differ in size");
+    if (optional) _p = a.intVars(4);
+    if (_d.size() != _s.size() || _r.size() != _s.size() || (optional && _p.size() != _s.size()))
+      throw PimExecutionError(rt.source(), optional ? "cumulative: the start, duration, demand and presence "
+                                                      "arrays differ in size"
+                                                    : "cumulative: the start, duration and demand arrays differ "
+                                                      "in size");
+    _optional = optional;
     accepted(rt, nargs);
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
     bool mine = _c->getSolver() == s;
-    for (const auto* a : {&_s, &_d, &_r})
+    for (const auto* a : {&_s, &_d, &_r, &_p})
       for (NuvCPIntVarI* x : *a) mine = mine && x->getSolver() == s;
     if (!mine)
       throw PimExecutionError(PimSource(), nativeClass()->name() +
                                                ": posted to a solver its variables do not belong to");
     return nuvCPNew<NuvCPTimeTableI>(s->allocator(), s, static_cast<int>(_s.size()), _s.data(),
-                                     _d.data(), _r.data(), _c);
+                                     _d.data(), _r.data(), _c, _optional ? _p.data() : nullptr);
   }
 
   static const RavMethodTable* methodTable() { return nullptr; }
@@ -53,8 +62,9 @@ class NuvCPTimeTable : public NuvCPCstr {
   };
 
  private:
-  std::vector<NuvCPIntVarI*> _s, _d, _r;
+  std::vector<NuvCPIntVarI*> _s, _d, _r, _p;
   NuvCPIntVarI* _c = nullptr;
+  bool _optional = false;
 };
 
 }  // namespace

@@ -4,6 +4,9 @@
 //                                  using r[i] of a resource of capacity c
 //                                  (variable arrays of one size and an
 //                                  integer variable): time-tabling
+//   CP$TimeTableCapOptionalCstr(s, d, r, c, p)
+//                                  the same over optional tasks: task i
+//                                  takes part when p[i] (0/1) is 1
 #pragma once
 
 #include "fd/NuvCPNative.h"

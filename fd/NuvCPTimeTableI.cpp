@@ -18,13 +18,15 @@ NuvCPIntVarI** copyVars(PimAllocator* a, int n, NuvCPIntVarI* const* v) {
 }  // namespace
 
 NuvCPTimeTableI::NuvCPTimeTableI(NuvCPManagerI* store, int n, NuvCPIntVarI* const* s,
-                                 NuvCPIntVarI* const* d, NuvCPIntVarI* const* r, NuvCPIntVarI* c)
+                                 NuvCPIntVarI* const* d, NuvCPIntVarI* const* r, NuvCPIntVarI* c,
+                                 NuvCPIntVarI* const* present)
     : NuvCPCstrI(store, 3, false), _n(n), _c(c) {
   PimAllocator* a = store->allocator();
   _s = copyVars(a, n, s);
   _d = copyVars(a, n, d);
   _r = copyVars(a, n, r);
-  if (n == 0 || !_s || !_d || !_r) return;
+  if (present) _p = copyVars(a, n, present);
+  if (n == 0 || !_s || !_d || !_r || (present && !_p)) return;
   const auto un = static_cast<std::size_t>(n);
   const std::size_t bytes = 2 * un * sizeof(Event) + 2 * un * sizeof(Segment) + 2 * un * sizeof(std::int64_t);
   _scratch = a->allocate(bytes);
@@ -42,11 +44,12 @@ void NuvCPTimeTableI::mark(PimMarker& m) {
     m.mark(_s[i]);
     m.mark(_d[i]);
     m.mark(_r[i]);
+    if (_p) m.mark(_p[i]);
   }
 }
 
 void NuvCPTimeTableI::print(std::ostream& os) const {
-  os << "TimeTableCstr(" << _n << " tasks, capacity ";
+  os << (_p ? "TimeTableCapOptionalCstr(" : "TimeTableCstr(") << _n << " tasks, capacity ";
   _c->print(os);
   os << ")";
 }
@@ -56,7 +59,7 @@ std::int64_t NuvCPTimeTableI::buildProfile() {
   for (int i = 0; i < _n; ++i) {
     const std::int64_t dm = _d[i]->getMin(), rm = _r[i]->getMin();
     const std::int64_t lst = _s[i]->getMax(), ect = std::int64_t{_s[i]->getMin()} + dm;
-    if (dm > 0 && rm > 0 && lst < ect) {
+    if (dm > 0 && rm > 0 && lst < ect && presence(i) == 1) {
       _lst[i] = lst;
       _ect[i] = ect;
       _events[ne++] = {lst, rm};
@@ -89,13 +92,13 @@ std::int64_t NuvCPTimeTableI::othersLoad(int k, std::int64_t lst, std::int64_t e
 
 int NuvCPTimeTableI::pushStart(int i, std::int64_t cap) {
   const std::int64_t dm = _d[i]->getMin(), rm = _r[i]->getMin();
-  if (dm <= 0 || rm <= 0) return NuvCPSuspend;
+  const int present = presence(i);
+  if (dm <= 0 || rm <= 0 || present < 0) return NuvCPSuspend;
   const std::int64_t lst = _lst[i], ect = _ect[i];
   const std::int64_t own = lst < ect ? rm : 0;
-  if (rm > cap) {
-    // Fits nowhere: no time at which it may run.
-    return NuvCPFailure;
-  }
+  // An undecided task is only asked whether it fits somewhere: if not, it
+  // is absent; its window is left alone.
+  if (rm > cap) return present ? NuvCPFailure : _p[i]->updateMax(0);
   // Earliest start: past every segment the task would overflow while it
   // overlaps [est, est + dm).
   std::int64_t est = _s[i]->getMin();
@@ -103,7 +106,11 @@ int NuvCPTimeTableI::pushStart(int i, std::int64_t cap) {
                                           [](std::int64_t t, const Segment& g) { return t < g.to; });
   for (int k = static_cast<int>(first - _segs); k < _nsegs && _segs[k].from < est + dm; ++k)
     if (othersLoad(k, lst, ect, own) + rm > cap) est = std::max(est, _segs[k].to);
-  if (est > _s[i]->getMin() && _s[i]->updateMin(nuvCPClampInt(est)) == NuvCPFailure) return NuvCPFailure;
+  if (!present) {
+    if (est > _s[i]->getMax()) return _p[i]->updateMax(0);
+  } else if (est > _s[i]->getMin() && _s[i]->updateMin(nuvCPClampInt(est)) == NuvCPFailure) {
+    return NuvCPFailure;
+  }
   // Latest completion: before every segment it would overflow while it
   // overlaps [lct - dm, lct).
   std::int64_t lct = std::int64_t{_s[i]->getMax()} + dm;
@@ -111,6 +118,7 @@ int NuvCPTimeTableI::pushStart(int i, std::int64_t cap) {
                                          [](const Segment& g, std::int64_t t) { return g.from < t; });
   for (int k = static_cast<int>(last - _segs) - 1; k >= 0 && _segs[k].to > lct - dm; --k)
     if (othersLoad(k, lst, ect, own) + rm > cap) lct = std::min(lct, _segs[k].from);
+  if (!present) return lct - dm < _s[i]->getMin() ? _p[i]->updateMax(0) : NuvCPSuspend;
   if (lct - dm < _s[i]->getMax() && _s[i]->updateMax(nuvCPClampInt(lct - dm)) == NuvCPFailure)
     return NuvCPFailure;
   return NuvCPSuspend;
@@ -121,7 +129,8 @@ int NuvCPTimeTableI::propagate() {
   // exact load: checked against the capacity, nothing is left to watch.
   bool allBound = true;
   for (int i = 0; i < _n && allBound; ++i)
-    allBound = _s[i]->isBound() && _d[i]->isBound() && _r[i]->isBound();
+    allBound = presence(i) < 0 ||
+               (_s[i]->isBound() && _d[i]->isBound() && _r[i]->isBound() && (!_p || _p[i]->isBound()));
   const std::int64_t peak = buildProfile();
   if (_c->updateMin(nuvCPClampInt(peak)) == NuvCPFailure) return NuvCPFailure;
   const std::int64_t cap = _c->getMax();
@@ -143,6 +152,7 @@ int NuvCPTimeTableI::post(int) {
     if (!_s[i]->isBound()) _s[i]->addBounds(this);
     if (!_d[i]->isBound()) _d[i]->addBounds(this);
     if (!_r[i]->isBound()) _r[i]->addBounds(this);
+    if (_p && !_p[i]->isBound()) _p[i]->addBind(this);
   }
   return NuvCPSuspend;
 }

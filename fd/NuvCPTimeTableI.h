@@ -33,12 +33,17 @@
 // subtracts from the profile exactly what it added for the task at hand, so
 // a variable in several positions (two tasks with one start, a duration
 // that is also the capacity, views) only makes it weaker, never unsound.
-// Members: n, the four variable arrays and c are constant; the event and
+// Optional tasks (a presence array p, 0/1 variables): a task with p[i] = 0
+// uses nothing. Only present tasks build the profile and are pushed; an
+// undecided task that fits nowhere within its window (with its minimum
+// duration and demand) is made absent, and its start is never moved.
+// Members: n, the variable arrays and c are constant; the event and
 // segment arrays are scratch, allocated at construction; nothing trailed.
 class NuvCPTimeTableI : public NuvCPCstrI {
  public:
+  // `present` may be null (every task present).
   NuvCPTimeTableI(NuvCPManagerI* store, int n, NuvCPIntVarI* const* s, NuvCPIntVarI* const* d,
-                  NuvCPIntVarI* const* r, NuvCPIntVarI* c);
+                  NuvCPIntVarI* const* r, NuvCPIntVarI* c, NuvCPIntVarI* const* present = nullptr);
   std::size_t classSize() const override { return sizeof(NuvCPTimeTableI); }
   void mark(PimMarker& m) override;
   void print(std::ostream& os) const override;
@@ -62,12 +67,18 @@ class NuvCPTimeTableI : public NuvCPCstrI {
   // The load of segment k less task i's own compulsory part [lst, ect).
   std::int64_t othersLoad(int k, std::int64_t lst, std::int64_t ect, std::int64_t own) const;
   int pushStart(int i, std::int64_t cap);
+  // -1 absent, 0 undecided, 1 present.
+  int presence(int i) const {
+    if (!_p) return 1;
+    return _p[i]->getMin() > 0 ? 1 : _p[i]->getMax() > 0 ? 0 : -1;
+  }
 
   std::int32_t _n;
   NuvCPIntVarI** _s;
   NuvCPIntVarI** _d;
   NuvCPIntVarI** _r;
   NuvCPIntVarI* _c;
+  NuvCPIntVarI** _p = nullptr;
   // Scratch: the events, then the segments, in one block; per task the
   // compulsory part the profile holds.
   void* _scratch = nullptr;

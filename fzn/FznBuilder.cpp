@@ -81,6 +81,7 @@ FznBuilder::FznBuilder(const FznModel& model, RavRuntime& rt, NuvNativeObject* s
       {"array_bool_element", {&B::arrayIntElement, {IV, BA, BV}}},
       {"array_var_int_element", {&B::arrayVarIntElement, {IV, IVA, IV}}},
       {"fzn_cumulative", {&B::cumulative, {IVA, IVA, IVA, IV}}},
+      {"nuvfd_cumulative_opt", {&B::cumulativeOpt, {IVA, IVA, IVA, IV, BVA}}},
       {"nuvfd_disjunctive", {&B::disjunctive, {IVA, IVA}}},
       {"nuvfd_disjunctive_strict", {&B::disjunctive, {IVA, IVA}}},
       {"nuvfd_disjunctive_opt", {&B::disjunctive, {IVA, IVA, BVA}}},
@@ -985,6 +986,15 @@ void FznBuilder::cumulative(const FznConstraint& c) {
   }
   post("CP$TimeTableCstr", {RavValue(vars(c.args[0])), RavValue(vars(c.args[1])),
                             RavValue(vars(c.args[2])), RavValue(var(c.args[3]))});
+}
+
+// A cumulative resource over optional tasks (MiniZinc's cumulative over
+// `var opt int` starts): time-tabling of the present tasks; an undecided
+// task that fits nowhere is made absent.
+void FznBuilder::cumulativeOpt(const FznConstraint& c) {
+  post("CP$TimeTableCapOptionalCstr", {RavValue(vars(c.args[0])), RavValue(vars(c.args[1])),
+                                       RavValue(vars(c.args[2])), RavValue(var(c.args[3])),
+                                       RavValue(vars(c.args[4]))});
 }
 
 // A unary resource (MiniZinc's disjunctive and its strict and optional

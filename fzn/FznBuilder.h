@@ -171,6 +171,7 @@ class FznBuilder {
   void arrayVarIntElement(const FznConstraint& c);
   void cumulative(const FznConstraint& c);
   void disjunctive(const FznConstraint& c);
+  void cumulativeOpt(const FznConstraint& c);
   void allDifferent(const FznConstraint& c);
   void allDifferentReif(const FznConstraint& c);
   void arrayBoolAnd(const FznConstraint& c);

@@ -13,8 +13,9 @@ namespace {
 
 using namespace nuvcheck;
 
-// Positions: s[0..n), d[0..n), r[0..n), c.
-bool cumulativeHolds(int n, const Assignment& a) {
+// Positions: s[0..n), d[0..n), r[0..n), c, then p[0..n) when optional.
+bool cumulativeHolds(int n, const Assignment& a, bool optional = false) {
+  auto present = [&](int i) { return !optional || a[static_cast<std::size_t>(3 * n + 1 + i)] == 1; };
   const int c = a[static_cast<std::size_t>(3 * n)];
   if (n > 0 && c < 0) return false;
   int lo = 0, hi = 0;
@@ -29,7 +30,7 @@ bool cumulativeHolds(int n, const Assignment& a) {
     int load = 0;
     for (int i = 0; i < n; ++i) {
       const int s = a[static_cast<std::size_t>(i)], d = a[static_cast<std::size_t>(n + i)];
-      if (s <= t && t < s + d) load += a[static_cast<std::size_t>(2 * n + i)];
+      if (present(i) && s <= t && t < s + d) load += a[static_cast<std::size_t>(2 * n + i)];
     }
     if (load > c) return false;
   }
@@ -69,6 +70,33 @@ TEST(TimeTable, NeverLosesAScheduleAndChecksWhenBound) {
     EXPECT_GT(st.failures, 0) << n << " tasks";
     if (::testing::Test::HasFailure()) return;
   }
+}
+
+TEST(TimeTable, OptionalTasksNeverLoseASchedule) {
+  // Three tasks, each present or not: an undecided task that fits nowhere
+  // is made absent, present ones are pushed, absent ones take no part.
+  const int n = 3;
+  std::vector<std::pair<int, int>> ranges = {{0, 3}, {0, 3}, {0, 3}, {1, 3}, {0, 2}, {1, 3},
+                                             {1, 2}, {1, 2}, {0, 2}, {1, 3}, {0, 1}, {0, 1}, {0, 1}};
+  std::vector<bool> boolean(ranges.size(), false);
+  for (int i = 0; i < n; ++i) boolean[static_cast<std::size_t>(3 * n + 1 + i)] = true;
+  PropagatorChecker checker(
+      randomDomains(ranges),
+      [n](NuvCPManagerI& s, const Vars& v) -> int {
+        return s.post(nuvCPNew<NuvCPTimeTableI>(s.allocator(), &s, n, v.data(), v.data() + n, v.data() + 2 * n,
+                                               v[static_cast<std::size_t>(3 * n)], v.data() + 3 * n + 1));
+      },
+      [n](const Assignment& a) { return cumulativeHolds(n, a, true); },
+      [boolean](NuvCPManagerI& s, int i, const Domain& d) {
+        return boolean[static_cast<std::size_t>(i)] ? makeBoolVar(s, i, d) : makeIntVar(s, i, d);
+      });
+  Options o;
+  o.seed = 90;
+  o.trials = 250;
+  o.maxAssignments = 40000;
+  const Stats st = checker.run(o);
+  EXPECT_GT(st.trialsWithSolutions, 50);
+  EXPECT_GT(st.failures, 0);
 }
 
 TEST(TimeTable, SharedVariablesAndViews) {

@@ -56,6 +56,34 @@ def cumulative(rng):
     return "\n".join(lines) + "\n", opt
 
 
+def cumulative_opt(rng):
+    """Optional tasks (starts of type var opt int) with variable durations
+    and demands under a variable capacity; all solutions, or the least
+    makespan of the present tasks with most of them present."""
+    n = rng.randint(2, 4)
+    lines = ['include "globals.mzn";']
+    lines.append(f"array[1..{n}] of var opt 0..{rng.randint(2, 4)}: s;")
+    lines.append(f"array[1..{n}] of var 0..2: d;")
+    lines.append(f"array[1..{n}] of var 0..2: r;")
+    lines.append(f"var {rng.randint(0, 2)}..{rng.randint(2, 3)}: b;")
+    for i in range(1, n + 1):
+        if rng.random() < 0.5:
+            lines.append(f"constraint d[{i}] = {rng.randint(0, 2)};")
+        if rng.random() < 0.5:
+            lines.append(f"constraint r[{i}] = {rng.randint(1, 2)};")
+    lines.append("constraint cumulative(s, d, r, b);")
+    if rng.random() < 0.4:
+        lines.append("var 0..10: mk;")
+        lines.append(f"constraint forall(i in 1..{n})(occurs(s[i]) -> deopt(s[i]) + d[i] <= mk);")
+        lines.append(f"constraint sum(i in 1..{n})(occurs(s[i])) >= {n - 1};")
+        lines.append("solve minimize mk + b;")
+        lines.append('output ["mk=\\(mk) b=\\(b)\\n"];')
+        return "\n".join(lines) + "\n", True
+    lines.append("solve satisfy;")
+    lines.append('output ["s=\\(s) d=\\(d) r=\\(r) b=\\(b)\\n"];')
+    return "\n".join(lines) + "\n", False
+
+
 def shifted_terms(rng, n):
     """x0..x(n-1), some shifted by a constant, now and then x0 twice."""
     terms = [f"x{i}" if rng.random() < 0.7 else f"x{i} + {rng.randint(-2, 2)}" for i in range(n)]
@@ -158,7 +186,7 @@ def disjunctive_family(strict, optional):
     return gen
 
 
-GLOBALS = {"cumulative": cumulative, "all_different_int": all_different,
+GLOBALS = {"cumulative": cumulative, "cumulative_opt": cumulative_opt, "all_different_int": all_different,
            "all_different_int_reif": all_different_reif, "table_int_reif": table_reif,
            "disjunctive": disjunctive_family(False, False),
            "disjunctive_strict": disjunctive_family(True, False),
