@@ -160,7 +160,7 @@ const ClassRow kClasses[] = {
     {"CP$DetectablePrecedencesWOCstr", nuvCPUnaryFactory},
     {"CP$ShavingEdgeFinder", unavailable},
     {"CP$Shaving", unavailable},
-    {"CP$DiscreteEdgeFinder", unavailable},
+    {"CP$DiscreteEdgeFinder", nuvCPTimeTableFactory},
     {"CPPEA", unavailable},
     {"CP$PrecedenceGraphClosure", unavailable},
     {"CP$BitVar", factory<NuvCPBitVar>},

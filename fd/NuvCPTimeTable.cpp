@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "fd/NuvCPManagerI.h"
+#include "fd/NuvCPDiscreteEdgeFinderI.h"
 #include "fd/NuvCPTimeTableI.h"
 #include "host/PimError.h"
 
@@ -20,8 +21,10 @@ class NuvCPTimeTable : public NuvCPCstr {
   }
 
   void init(RavRuntime& rt, int nargs) override {
-    // CP$TimeTableCapOptionalCstr takes the presence array last.
-    const bool optional = nativeClass()->name() == "CP$TimeTableCapOptionalCstr";
+    // CP$TimeTableCapOptionalCstr takes the presence array last;
+    // CP$DiscreteEdgeFinder takes it optionally.
+    _edgeFinder = nativeClass()->name() == "CP$DiscreteEdgeFinder";
+    const bool optional = nativeClass()->name() == "CP$TimeTableCapOptionalCstr" || (_edgeFinder && nargs == 5);
     if (nargs != (optional ? 5 : 4)) NuvCPCstr::init(rt, nargs);
     NuvCPArgs a = optional ? NuvCPArgs(rt, "cumulative",
                                        {"var<CP>{int}[]", "var<CP>{int}[]", "var<CP>{int}[]", "var<CP>{int}",
@@ -49,6 +52,9 @@ class NuvCPTimeTable : public NuvCPCstr {
     if (!mine)
       throw PimExecutionError(PimSource(), nativeClass()->name() +
                                                ": posted to a solver its variables do not belong to");
+    if (_edgeFinder)
+      return nuvCPNew<NuvCPDiscreteEdgeFinderI>(s->allocator(), s, static_cast<int>(_s.size()), _s.data(),
+                                                _d.data(), _r.data(), _c, _optional ? _p.data() : nullptr);
     return nuvCPNew<NuvCPTimeTableI>(s->allocator(), s, static_cast<int>(_s.size()), _s.data(),
                                      _d.data(), _r.data(), _c, _optional ? _p.data() : nullptr);
   }
@@ -65,6 +71,7 @@ class NuvCPTimeTable : public NuvCPCstr {
   std::vector<NuvCPIntVarI*> _s, _d, _r, _p;
   NuvCPIntVarI* _c = nullptr;
   bool _optional = false;
+  bool _edgeFinder = false;
 };
 
 }  // namespace

@@ -7,6 +7,9 @@
 //   CP$TimeTableCapOptionalCstr(s, d, r, c, p)
 //                                  the same over optional tasks: task i
 //                                  takes part when p[i] (0/1) is 1
+//   CP$DiscreteEdgeFinder(s, d, r, c [, p])
+//                                  cumulative edge finding, to post beside
+//                                  time-tabling (NuvCPDiscreteEdgeFinderI.h)
 #pragma once
 
 #include "fd/NuvCPNative.h"

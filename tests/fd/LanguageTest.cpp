@@ -264,6 +264,11 @@ TEST_F(LanguageTest, AllDifferentAndCumulativeObjects) {
   EXPECT_EQ(call(t, "label", s1, 0).asInt(), 2);
   EXPECT_EQ(call(t, "post", create("CP$TimeTableCstr", {starts, durations, durations, two})).asInt(), 2);
   EXPECT_EQ(call(s2, "getMin").asInt(), 2);
+  EXPECT_EQ(call(t, "post", create("CP$DiscreteEdgeFinder", {starts, durations, durations, two})).asInt(), 2);
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] {
+              create("CP$TimeTableCapOptionalCstr", {starts, durations, durations, two, RavValue()});
+            }),
+            "cumulative(var<CP>{int}[],var<CP>{int}[],var<CP>{int}[],var<CP>{int},null)");
 }
 
 TEST_F(LanguageTest, UnaryResourceObjects) {
