@@ -23,6 +23,7 @@
 #include "fd/NuvCPRelation.h"
 #include "fd/NuvCPSolutionI.h"
 #include "fd/NuvCPTable.h"
+#include "fd/NuvCPBreak.h"
 #include "fd/NuvCPTimeTable.h"
 #include "fd/NuvCPUnary.h"
 #include "fd/NuvCPRelationI.h"
@@ -126,7 +127,7 @@ const ClassRow kClasses[] = {
     {"CP$Spread", unavailable},
     {"CP$TimeTable", unavailable},
     {"CP$TimeTableCstr", nuvCPTimeTableFactory},
-    {"CP$TimeTableCapCstr", unavailable},
+    {"CP$TimeTableCapCstr", nuvCPTimeTableFactory},
     {"CP$TimeTableCapOptionalCstr", nuvCPTimeTableFactory},
     {"CP$TimeTableMinCstr", unavailable},
     {"CP$TimeTableMinCapCstr", unavailable},
@@ -152,10 +153,10 @@ const ClassRow kClasses[] = {
     {"CP$DisjunctiveTransitionTimesCstr", unavailable},
     {"CP$EdgeFinder", nuvCPUnaryFactory},
     {"CP$OptionalEdgeFinder", nuvCPUnaryFactory},
-    {"CP$UnaryBreakUR", unavailable},
-    {"CP$UnaryBreakURBreakable", unavailable},
-    {"CP$UnaryPeriodicBreak", unavailable},
-    {"CP$UnaryPeriodicBreakBreakable", unavailable},
+    {"CP$UnaryBreakUR", nuvCPBreakFactory},
+    {"CP$UnaryBreakURBreakable", nuvCPBreakFactory},
+    {"CP$UnaryPeriodicBreak", nuvCPBreakFactory},
+    {"CP$UnaryPeriodicBreakBreakable", nuvCPBreakFactory},
     {"CP$DetectablePrecedencesCstr", nuvCPUnaryFactory},
     {"CP$DetectablePrecedencesWOCstr", nuvCPUnaryFactory},
     {"CP$ShavingEdgeFinder", unavailable},

@@ -318,6 +318,36 @@ TEST_F(LanguageTest, UnaryResourceObjects) {
   EXPECT_EQ(call(s, "post", create("CP$OptionalDisjunctiveCstr", {a, ae, p, b, be, p})).asInt(), 2);
 }
 
+TEST_F(LanguageTest, BreakObjects) {
+  NuvNativeObject* s = makeStore();
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  NuvNativeObject* st = makeVar(s, 0, 9);
+  NuvNativeObject* du = makeVar(s, 3, 3);
+  NuvNativeObject* en = makeVar(s, 3, 12);
+  const RavObjectArray starts{1, {st}}, durations{1, {du}}, ends{1, {en}};
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] {
+              create("CP$UnaryBreakUR", {starts, durations, ends, RavValue(), RavIntArray{1, {4}}});
+            }),
+            "UnaryBreakUR(var<CP>{int}[],var<CP>{int}[],var<CP>{int}[],null,int[])");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] {
+              create("CP$UnaryBreakUR", {starts, durations, ends, RavIntArray{1, {2, 3}}, RavIntArray{1, {4, 5}}});
+            }),
+            "UnaryBreakUR: break 2 is empty or not after the one before");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$UnaryPeriodicBreak", {starts, durations, ends, 0, 5, 5}); }),
+            "UnaryPeriodicBreak: a break must be shorter than its period and not empty");
+  // Break [2, 4): a duration of 3 starts at 4 at the earliest.
+  EXPECT_EQ(call(s, "post", create("CP$UnaryBreakUR", {starts, durations, ends, RavIntArray{1, {2}},
+                                                       RavIntArray{1, {4}}}))
+                .asInt(),
+            2);
+  EXPECT_EQ(call(st, "getMin").asInt(), 4);
+  EXPECT_EQ(call(s, "post", create("CP$UnaryPeriodicBreakBreakable", {starts, durations, ends, 20, 30, 2})).asInt(),
+            2);
+}
+
 TEST_F(LanguageTest, PostingBuildsPropagatorsAndHandlesNameTheirClass) {
   NuvNativeObject* s = makeStore();
   NuvNativeObject* x = makeVar(s, 0, 9);
