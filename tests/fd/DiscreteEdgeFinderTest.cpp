@@ -10,6 +10,7 @@
 #include "fd/NuvCPDiscreteEdgeFinderI.h"
 #include "fd/NuvCPTimeTableI.h"
 #include "tests/fd/PropagatorChecker.h"
+#include "tests/fd/ScheduleTimeline.h"
 
 namespace {
 
@@ -125,6 +126,26 @@ TEST(DiscreteEdgeFinder, EnergyPushesPastWhatTheProfileSees) {
     }
     EXPECT_EQ(s[2]->getMin(), withEdgeFinding ? 4 : 0);
   }
+}
+
+TEST(DiscreteEdgeFinder, Timelines) {
+  // Capacity 3: c and d (demand 2) put 8 of the 12 units of [0, 4) there;
+  // y (demand 2, duration 3) would need 6 more, so it ends after both.
+  // What energy says of its start: of c and d's 8 units, 8 - (3 - 2) * 4
+  // = 4 cannot run beside y, so y starts at 0 + ceil(4 / 2) = 2. (That no
+  // two of the three fit together, which puts y at 4, is a pairwise
+  // argument edge finding does not make.)
+  const auto post = [](NuvCPManagerI& s, nuvtimeline::Vars& v) {
+    const int n = static_cast<int>(v.start.size());
+    NuvCPIntVarI* cap = nuvCPNew<NuvCPCIntVarI>(s.allocator(), s.allocator(), &s, 3, 3);
+    if (s.post(nuvCPNew<NuvCPTimeTableI>(s.allocator(), &s, n, v.start.data(), v.duration.data(),
+                                         v.demand.data(), cap)) == NuvCPFailure)
+      return static_cast<int>(NuvCPFailure);
+    return static_cast<int>(s.post(nuvCPNew<NuvCPDiscreteEdgeFinderI>(s.allocator(), &s, n, v.start.data(),
+                                                                      v.duration.data(), v.demand.data(), cap)));
+  };
+  const std::string got = nuvtimeline::run({"c: ##..(2)", "d: ##..(2)", "y: ###.......(2)"}, post);
+  EXPECT_EQ(got, nuvtimeline::draw({"c: ##..(2)", "d: ##..(2)", "y:   ###.....(2)"}));
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "fd/NuvCPUnaryI.h"
 #include "tests/fd/PropagatorChecker.h"
+#include "tests/fd/ScheduleTimeline.h"
 
 namespace {
 
@@ -177,6 +178,26 @@ TEST(Unary, TextbookDeductions) {
     EXPECT_EQ(r.p[2]->getMax(), 0);
     EXPECT_EQ(r.s[2]->getMin(), 0);  // an absent task's start is left alone
   }
+}
+
+TEST(Unary, TimelinesOfEachRule) {
+  const auto unary = [](NuvCPManagerI& s, nuvtimeline::Vars& v) {
+    return s.post(nuvCPNew<NuvCPUnaryResourceI>(s.allocator(), &s, static_cast<int>(v.start.size()),
+                                               v.start.data(), v.duration.data(), nullptr, true));
+  };
+  using nuvtimeline::draw;
+  using nuvtimeline::run;
+  // Edge finding: x cannot run before or between a and b.
+  EXPECT_EQ(run({"a: #####.....", "b: #####.....", "x: #..................."}, unary),
+            draw({"a: #####.....", "b: #####.....", "x:           #........."}));
+  // Detectable precedence: b's latest start 3 is before a's earliest end
+  // 5, so b comes first.
+  EXPECT_EQ(run({"a: #####..........", "b: #####..."}, unary),
+            draw({"a:      #####.....", "b: #####..."}));
+  // Not-first: a cannot precede both b and c.
+  EXPECT_EQ(run({"a: ####.........", "b: ##.", "c:  ##."}, unary).substr(0, 6), "a:    ");
+  // Overload: three of 4 in 11.
+  EXPECT_EQ(run({"a: ####.......", "b: ####.......", "c: ####......."}, unary), "fail\n");
 }
 
 }  // namespace
