@@ -24,6 +24,7 @@
 #include "fd/NuvCPSolutionI.h"
 #include "fd/NuvCPTable.h"
 #include "fd/NuvCPBreak.h"
+#include "fd/NuvCPPrecedenceGraph.h"
 #include "fd/NuvCPTimeTable.h"
 #include "fd/NuvCPUnary.h"
 #include "fd/NuvCPRelationI.h"
@@ -163,7 +164,7 @@ const ClassRow kClasses[] = {
     {"CP$Shaving", unavailable},
     {"CP$DiscreteEdgeFinder", nuvCPTimeTableFactory},
     {"CPPEA", unavailable},
-    {"CP$PrecedenceGraphClosure", unavailable},
+    {"CP$PrecedenceGraphClosure", nuvCPPrecedenceGraphFactory},
     {"CP$BitVar", factory<NuvCPBitVar>},
     {"CP$VarSetInt", unavailable},
     {"CP$SetGlobalCardinality", unavailable},

@@ -346,6 +346,18 @@ TEST_F(LanguageTest, BreakObjects) {
   EXPECT_EQ(call(st, "getMin").asInt(), 4);
   EXPECT_EQ(call(s, "post", create("CP$UnaryPeriodicBreakBreakable", {starts, durations, ends, 20, 30, 2})).asInt(),
             2);
+  // A precedence graph names activities by the start array's index range.
+  NuvNativeObject* st2 = makeVar(s, 0, 20);
+  const RavObjectArray two{5, {st, st2}}, twoDurations{5, {du, du}};
+  EXPECT_EQ(errorOf<PimExecutionError>([&] {
+              create("CP$PrecedenceGraphClosure", {two, twoDurations, RavIntArray{1, {5}}, RavIntArray{1, {7}}});
+            }),
+            "PrecedenceGraphClosure: arc 1 names activity 7, outside 5..6");
+  EXPECT_EQ(call(s, "post", create("CP$PrecedenceGraphClosure",
+                                   {two, twoDurations, RavIntArray{1, {5}}, RavIntArray{1, {6}}, RavIntArray{1, {2}}}))
+                .asInt(),
+            2);
+  EXPECT_EQ(call(st2, "getMin").asInt(), 9);  // 4 + 3 + 2
 }
 
 TEST_F(LanguageTest, PostingBuildsPropagatorsAndHandlesNameTheirClass) {
