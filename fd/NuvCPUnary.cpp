@@ -7,6 +7,7 @@
 #include "fd/NuvCPEdgeFinderI.h"
 #include "fd/NuvCPManagerI.h"
 #include "fd/NuvCPNotFirstLastI.h"
+#include "fd/NuvCPTransitionI.h"
 #include "fd/NuvCPUnaryI.h"
 #include "host/PimError.h"
 
@@ -25,7 +26,10 @@ enum class Kind {
   NotLast,
   NotLastOptional,
   Disjunctive,
-  OptionalDisjunctive
+  OptionalDisjunctive,
+  Transition,
+  TransitionPrecedence,
+  TransitionTimes
 };
 
 struct ClassInfo {
@@ -46,6 +50,10 @@ const ClassInfo kClasses[] = {
     {"CP$NotLastOptionalCstr", "NotLastOptionalCstr", Kind::NotLastOptional, true},
     {"CP$DisjunctiveCstr", "DisjunctiveCstr", Kind::Disjunctive, false},
     {"CP$OptionalDisjunctiveCstr", "OptionalDisjunctiveCstr", Kind::OptionalDisjunctive, true},
+    {"CP$DisjunctiveTransitionCstr", "DisjunctiveTransitionCstr", Kind::Transition, false},
+    {"CP$DisjunctiveTransitionPrecedenceCstr", "DisjunctiveTransitionPrecedenceCstr", Kind::TransitionPrecedence,
+     false},
+    {"CP$DisjunctiveTransitionTimesCstr", "DisjunctiveTransitionTimesCstr", Kind::TransitionTimes, false},
 };
 
 const ClassInfo& infoOf(const std::string& name) {
@@ -68,6 +76,34 @@ class NuvCPUnaryCstr : public NuvCPCstr {
   void init(RavRuntime& rt, int nargs) override {
     const ClassInfo& info = infoOf(nativeClass()->name());
     _kind = info.kind;
+    if (_kind == Kind::Transition || _kind == Kind::TransitionPrecedence) {
+      // (aStart, aEnd, bStart, bEnd, setupAB, setupBA[, order])
+      const int want = _kind == Kind::Transition ? 6 : 7;
+      if (nargs != want) NuvCPCstr::init(rt, nargs);
+      NuvCPArgs a = want == 6 ? NuvCPArgs(rt, info.signature, {kVar, kVar, kVar, kVar, "int", "int"})
+                              : NuvCPArgs(rt, info.signature, {kVar, kVar, kVar, kVar, "int", "int", kVar});
+      for (int k = 0; k < 4; ++k) _pair.push_back(a.intVar(k));
+      _setupAB = a.intValue(4);
+      _setupBA = a.intValue(5);
+      if (want == 7) _pair.push_back(a.intVar(6));
+      accepted(rt, nargs);
+      return;
+    }
+    if (_kind == Kind::TransitionTimes) {
+      // (aStart, aEnd, aType, bStart, bEnd, bType, setup[]): setup holds
+      // types x types entries, row by row, types counted from 0.
+      if (nargs != 7) NuvCPCstr::init(rt, nargs);
+      NuvCPArgs a(rt, info.signature, {kVar, kVar, kVar, kVar, kVar, kVar, "int[]"});
+      for (int k = 0; k < 6; ++k) _pair.push_back(a.intVar(k));
+      _matrix = a.intValues(6);
+      while (static_cast<std::size_t>(_types) * static_cast<std::size_t>(_types) < _matrix.size()) ++_types;
+      if (static_cast<std::size_t>(_types) * static_cast<std::size_t>(_types) != _matrix.size() || _types == 0)
+        throw PimExecutionError(rt.source(), std::string(info.signature) +
+                                                 ": the setup matrix is not square (" +
+                                                 std::to_string(_matrix.size()) + " entries)");
+      accepted(rt, nargs);
+      return;
+    }
     if (_kind == Kind::Disjunctive || _kind == Kind::OptionalDisjunctive) {
       const int want = _kind == Kind::Disjunctive ? 4 : 6;
       if (nargs != want) NuvCPCstr::init(rt, nargs);
@@ -134,6 +170,17 @@ class NuvCPUnaryCstr : public NuvCPCstr {
       case Kind::Disjunctive:
         p = nuvCPNew<NuvCPDisjunctiveCstrI>(al, s, _pair[0], _pair[1], _pair[2], _pair[3]);
         break;
+      case Kind::Transition:
+      case Kind::TransitionPrecedence:
+        p = nuvCPNew<NuvCPTransitionPairI>(al, s, _pair[0], _pair[1], _pair[2], _pair[3], _setupAB, _setupBA,
+                                           _pair.size() > 4 ? _pair[4] : nullptr, nullptr, nullptr, nullptr, 0,
+                                           _kind == Kind::Transition ? "DisjunctiveTransitionCstr"
+                                                                     : "DisjunctiveTransitionPrecedenceCstr");
+        break;
+      case Kind::TransitionTimes:
+        p = nuvCPNew<NuvCPTransitionPairI>(al, s, _pair[0], _pair[1], _pair[3], _pair[4], 0, 0, nullptr, _pair[2],
+                                           _pair[5], _matrix.data(), _types, "DisjunctiveTransitionTimesCstr");
+        break;
       case Kind::OptionalDisjunctive:
         p = nuvCPNew<NuvCPOptionalDisjunctiveCstrI>(al, s, _pair[0], _pair[1], _pair[2], _pair[3], _pair[4],
                                                     _pair[5]);
@@ -172,6 +219,8 @@ class NuvCPUnaryCstr : public NuvCPCstr {
   Kind _kind = Kind::EdgeFinder;
   std::vector<NuvCPIntVarI*> _start, _duration, _end, _presence, _pair;
   NuvCPIntVarI* _guard = nullptr;
+  int _setupAB = 0, _setupBA = 0, _types = 0;
+  std::vector<int> _matrix;
   NuvCPDaemonI* _built = nullptr;
   NuvCPEdgeFinderI* _edgeFinder = nullptr;
   bool _closed = false;

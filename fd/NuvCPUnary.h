@@ -16,6 +16,13 @@
 //   CP$NotFirstOptionalCstr / CP$NotLastOptionalCstr(start, duration, end, presence [, done])
 //   CP$DisjunctiveCstr(aStart, aEnd, bStart, bEnd)       one pair
 //   CP$OptionalDisjunctiveCstr(aStart, aEnd, aPresent, bStart, bEnd, bPresent)
+//   CP$DisjunctiveTransitionCstr(aStart, aEnd, bStart, bEnd, setupAB, setupBA)
+//                                                       a pair with setup times
+//   CP$DisjunctiveTransitionPrecedenceCstr(aStart, aEnd, bStart, bEnd, setupAB, setupBA, order)
+//                                                       the same with its order (1: A first)
+//   CP$DisjunctiveTransitionTimesCstr(aStart, aEnd, aType, bStart, bEnd, bType, setup[])
+//                                                       setups setup[typeA * k + typeB] from a
+//                                                       square k x k matrix, types from 0
 //
 // CP$EdgeFinder objects answer getGlobalSlack() and getLocalSlack() once
 // posted ("EdgeFinder: The constraint is not posted" before); the local

@@ -316,6 +316,16 @@ TEST_F(LanguageTest, UnaryResourceObjects) {
     EXPECT_EQ(call(s, "post", create(cls, {starts, durations, ends, presence})).asInt(), 2) << cls;
   EXPECT_EQ(call(s, "post", create("CP$DisjunctiveCstr", {a, ae, b, be})).asInt(), 2);
   EXPECT_EQ(call(s, "post", create("CP$OptionalDisjunctiveCstr", {a, ae, p, b, be, p})).asInt(), 2);
+  EXPECT_EQ(errorOf<PimExecutionError>([&] {
+              create("CP$DisjunctiveTransitionTimesCstr", {a, ae, p, b, be, p, RavIntArray{1, {0, 1, 2}}});
+            }),
+            "DisjunctiveTransitionTimesCstr: the setup matrix is not square (3 entries)");
+  EXPECT_EQ(call(s, "post", create("CP$DisjunctiveTransitionCstr", {a, ae, b, be, 0, 0})).asInt(), 2);
+  EXPECT_EQ(call(s, "post", create("CP$DisjunctiveTransitionPrecedenceCstr", {a, ae, b, be, 0, 0, p})).asInt(), 2);
+  EXPECT_EQ(call(s, "post", create("CP$DisjunctiveTransitionTimesCstr",
+                                   {a, ae, p, b, be, p, RavIntArray{1, {0, 0, 0, 0}}}))
+                .asInt(),
+            2);
 }
 
 TEST_F(LanguageTest, BreakObjects) {
