@@ -5,7 +5,9 @@
 
 #include "fd/NuvCPManagerI.h"
 #include "fd/NuvCPDiscreteEdgeFinderI.h"
+#include "fd/NuvCPCIntVarI.h"
 #include "fd/NuvCPTimeTableI.h"
+#include "fd/NuvCPTimeTableMinI.h"
 #include "host/PimError.h"
 
 namespace {
@@ -74,7 +76,70 @@ class NuvCPTimeTable : public NuvCPCstr {
   bool _edgeFinder = false;
 };
 
+// CP$TimeTableMinCstr(s, d, r, m, from, to) with a constant level m,
+// CP$TimeTableMinCapCstr(s, d, r, m, from, to) with a level variable.
+class NuvCPTimeTableMin : public NuvCPCstr {
+ public:
+  using NuvCPCstr::NuvCPCstr;
+  std::size_t classSize() const override { return sizeof(NuvCPTimeTableMin); }
+  void mark(PimMarker& m) override {
+    for (const auto* a : {&_s, &_d, &_r})
+      for (NuvCPIntVarI* x : *a) m.mark(x);
+    if (_m) m.mark(_m);
+  }
+
+  void init(RavRuntime& rt, int nargs) override {
+    const bool cap = nativeClass()->name() == "CP$TimeTableMinCapCstr";
+    if (nargs != 6) NuvCPCstr::init(rt, nargs);
+    constexpr const char* arr = "var<CP>{int}[]";
+    NuvCPArgs a = cap ? NuvCPArgs(rt, "coverage", {arr, arr, arr, "var<CP>{int}", "int", "int"})
+                      : NuvCPArgs(rt, "coverage", {arr, arr, arr, "int", "int", "int"});
+    _s = a.intVars(0);
+    _d = a.intVars(1);
+    _r = a.intVars(2);
+    if (cap)
+      _m = a.intVar(3);
+    else
+      _level = a.intValue(3);
+    _from = a.intValue(4);
+    _to = a.intValue(5);
+    if (_d.size() != _s.size() || _r.size() != _s.size())
+      throw PimExecutionError(rt.source(), "coverage: the start, duration and provision arrays differ in size");
+    accepted(rt, nargs);
+  }
+
+  NuvCPDaemonI* build(NuvCPManagerI* s) override {
+    bool mine = !_m || _m->getSolver() == s;
+    for (const auto* a : {&_s, &_d, &_r})
+      for (NuvCPIntVarI* x : *a) mine = mine && x->getSolver() == s;
+    if (!mine)
+      throw PimExecutionError(PimSource(), nativeClass()->name() +
+                                               ": posted to a solver its variables do not belong to");
+    NuvCPIntVarI* m = _m ? _m : nuvCPNew<NuvCPCIntVarI>(s->allocator(), s->allocator(), s, _level, _level);
+    if (!m) return nullptr;
+    return nuvCPNew<NuvCPTimeTableMinI>(s->allocator(), s, static_cast<int>(_s.size()), _s.data(), _d.data(),
+                                        _r.data(), m, _from, _to);
+  }
+
+  static const RavMethodTable* methodTable() { return nullptr; }
+
+  class Factory : public NuvCPFactory<NuvCPTimeTableMin> {
+   public:
+    using NuvCPFactory::NuvCPFactory;
+    std::size_t classSize() const override { return sizeof(Factory); }
+  };
+
+ private:
+  std::vector<NuvCPIntVarI*> _s, _d, _r;
+  NuvCPIntVarI* _m = nullptr;
+  int _level = 0, _from = 0, _to = 0;
+};
+
 }  // namespace
+
+NuvInstanceFactory* nuvCPTimeTableMinFactory(PimAllocator* a, const char* name) {
+  return pimCreate<NuvCPTimeTableMin::Factory>(a, a, name);
+}
 
 NuvInstanceFactory* nuvCPTimeTableFactory(PimAllocator* a, const char* name) {
   return pimCreate<NuvCPTimeTable::Factory>(a, a, name);

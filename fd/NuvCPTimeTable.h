@@ -10,8 +10,14 @@
 //   CP$DiscreteEdgeFinder(s, d, r, c [, p])
 //                                  cumulative edge finding, to post beside
 //                                  time-tabling (NuvCPDiscreteEdgeFinderI.h)
+//   CP$TimeTableMinCstr(s, d, r, m, from, to)
+//   CP$TimeTableMinCapCstr(s, d, r, m, from, to)
+//                                  coverage: at every time of [from, to) the
+//                                  running tasks provide at least m (an int,
+//                                  or a variable in the Cap form)
 #pragma once
 
 #include "fd/NuvCPNative.h"
 
 NuvInstanceFactory* nuvCPTimeTableFactory(PimAllocator* a, const char* name);
+NuvInstanceFactory* nuvCPTimeTableMinFactory(PimAllocator* a, const char* name);

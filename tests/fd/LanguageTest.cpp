@@ -266,6 +266,13 @@ TEST_F(LanguageTest, AllDifferentAndCumulativeObjects) {
   EXPECT_EQ(call(s2, "getMin").asInt(), 2);
   EXPECT_EQ(call(t, "post", create("CP$DiscreteEdgeFinder", {starts, durations, durations, two})).asInt(), 2);
   EXPECT_EQ(errorOf<PimNullPointerError>([&] {
+              create("CP$TimeTableMinCapCstr", {starts, durations, durations, RavValue(), 0, 4});
+            }),
+            "coverage(var<CP>{int}[],var<CP>{int}[],var<CP>{int}[],null,int,int)");
+  // s1 = 0 covers [0, 2); s2 (from 2) must cover [2, 4): s2 = 2.
+  EXPECT_EQ(call(t, "post", create("CP$TimeTableMinCstr", {starts, durations, durations, 1, 0, 4})).asInt(), 2);
+  EXPECT_EQ(call(s2, "getMax").asInt(), 2);
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] {
               create("CP$TimeTableCapOptionalCstr", {starts, durations, durations, two, RavValue()});
             }),
             "cumulative(var<CP>{int}[],var<CP>{int}[],var<CP>{int}[],var<CP>{int},null)");
