@@ -6,17 +6,6 @@
 #include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPManagerI.h"
 
-namespace {
-
-NuvCPIntVarI** copyVars(PimAllocator* a, int n, NuvCPIntVarI* const* v) {
-  if (n == 0) return nullptr;
-  auto** out = a->allocateArray<NuvCPIntVarI*>(static_cast<std::size_t>(n));
-  if (out) std::copy(v, v + n, out);
-  return out;
-}
-
-}  // namespace
-
 // ---- the calendar -----------------------------------------------------------------
 
 bool NuvCPBreakCalendar::init(PimAllocator* a, int n, const int* from, const int* to) {
@@ -118,9 +107,9 @@ NuvCPBreakI::NuvCPBreakI(NuvCPManagerI* store, int n, NuvCPIntVarI* const* start
                          bool periodic)
     : NuvCPCstrI(store, 5, false), _n(n), _calendar(calendar), _breakable(breakable), _periodic(periodic) {
   PimAllocator* a = store->allocator();
-  _start = copyVars(a, n, start);
-  _duration = copyVars(a, n, duration);
-  _end = copyVars(a, n, end);
+  _start = nuvCPCopyVars(a, n, start);
+  _duration = nuvCPCopyVars(a, n, duration);
+  _end = nuvCPCopyVars(a, n, end);
 }
 
 void NuvCPBreakI::mark(PimMarker& m) {

@@ -52,7 +52,9 @@ class NuvCPBreakCalendar {
 // meets every break the minimum meets). Breakable: starts leave breaks,
 // the end lies within [finish(min s, min d), finish(max s, max d)], and
 // the start's bounds follow from the end's by the monotony of finish
-// (binary search). Durations are only read, so each rule holds of every
+// (binary search). No published algorithm is followed: the rules are the
+// calendar's own monotony (a later start or a longer duration never ends
+// earlier). Durations are only read, so each rule holds of every
 // schedule; once all is bound the relation is checked exactly. Not
 // idempotent (a start moved into a break is moved out on the next run):
 // its own changes queue it again.

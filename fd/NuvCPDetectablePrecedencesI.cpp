@@ -3,16 +3,11 @@
 #include <algorithm>
 #include <ostream>
 
+#include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPManagerI.h"
 
 namespace {
 
-NuvCPIntVarI** copyVars(PimAllocator* a, int n, NuvCPIntVarI* const* v) {
-  if (n == 0) return nullptr;
-  auto** out = a->allocateArray<NuvCPIntVarI*>(static_cast<std::size_t>(n));
-  if (out) std::copy(v, v + n, out);
-  return out;
-}
 
 // Adjacent exchanges on strict inequality until a pass makes none.
 void bubble(std::int32_t* order, const std::int32_t* key, int n) {
@@ -37,9 +32,9 @@ NuvCPDetectablePrecedencesCstrI::NuvCPDetectablePrecedencesCstrI(NuvCPManagerI* 
   // The trees' nodes come from the system allocator: their destructors
   // must run when the arena goes.
   a->registerFinalizer(this);
-  _start = copyVars(a, n, start);
-  _duration = copyVars(a, n, duration);
-  _end = copyVars(a, n, end);
+  _start = nuvCPCopyVars(a, n, start);
+  _duration = nuvCPCopyVars(a, n, duration);
+  _end = nuvCPCopyVars(a, n, end);
   if (n > 0 && (!_start || !_duration || !_end)) return;
   auto* block = a->allocateArray<std::int32_t>(6 * static_cast<std::size_t>(n > 0 ? n : 1));
   if (!block) return;
@@ -128,7 +123,7 @@ NuvCPDetectablePrecedencesWOCstrI::NuvCPDetectablePrecedencesWOCstrI(
     NuvCPIntVarI* const* end, NuvCPIntVarI* const* presence, NuvCPIntVarI* guard)
     : NuvCPDetectablePrecedencesCstrI(store, n, start, duration, end, guard) {
   PimAllocator* a = store->allocator();
-  _presence = copyVars(a, n, presence);
+  _presence = nuvCPCopyVars(a, n, presence);
   auto* flags = static_cast<bool*>(a->allocate(2 * static_cast<std::size_t>(n > 0 ? n : 1)));
   if ((n > 0 && !_presence) || !flags) {
     _ok = false;

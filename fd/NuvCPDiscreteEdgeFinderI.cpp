@@ -13,12 +13,6 @@ constexpr std::int64_t kNone = INT64_MIN;
 // Envelopes stay below this: C * horizon and the total energy each fit.
 constexpr std::int64_t kLimit = std::int64_t{1} << 60;
 
-NuvCPIntVarI** copyVars(PimAllocator* a, int n, NuvCPIntVarI* const* v) {
-  if (n == 0 || !v) return nullptr;
-  auto** out = a->allocateArray<NuvCPIntVarI*>(static_cast<std::size_t>(n));
-  if (out) std::copy(v, v + n, out);
-  return out;
-}
 
 }  // namespace
 
@@ -27,10 +21,10 @@ NuvCPDiscreteEdgeFinderI::NuvCPDiscreteEdgeFinderI(NuvCPManagerI* store, int n, 
                                                    NuvCPIntVarI* c, NuvCPIntVarI* const* present)
     : NuvCPCstrI(store, 2, false), _n(n), _c(c) {
   PimAllocator* a = store->allocator();
-  _s = copyVars(a, n, s);
-  _d = copyVars(a, n, d);
-  _r = copyVars(a, n, r);
-  if (present) _p = copyVars(a, n, present);
+  _s = nuvCPCopyVars(a, n, s);
+  _d = nuvCPCopyVars(a, n, d);
+  _r = nuvCPCopyVars(a, n, r);
+  if (present) _p = nuvCPCopyVars(a, n, present);
   if (n == 0 || !_s || !_d || !_r || (present && !_p)) return;
   const auto un = static_cast<std::size_t>(n);
   std::size_t size = 1;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <ostream>
 
+#include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPManagerI.h"
 
 namespace {
@@ -10,12 +11,6 @@ namespace {
 constexpr std::int32_t kPlusInf = 2147483647;
 constexpr std::int32_t kMinusInf = -2147483647;
 
-NuvCPIntVarI** copyVars(PimAllocator* a, int n, NuvCPIntVarI* const* v) {
-  if (n == 0) return nullptr;
-  auto** out = a->allocateArray<NuvCPIntVarI*>(static_cast<std::size_t>(n));
-  if (out) std::copy(v, v + n, out);
-  return out;
-}
 
 // Adjacent exchanges on strict inequality until a pass makes none: ties
 // keep the previous order, and an order still right costs one pass.
@@ -38,9 +33,9 @@ NuvCPEdgeFinderI::NuvCPEdgeFinderI(NuvCPManagerI* store, int n, NuvCPIntVarI* co
                                    NuvCPIntVarI* guard)
     : NuvCPCstrI(store, 3, false), _n(n), _guard(guard) {
   PimAllocator* a = store->allocator();
-  _start = copyVars(a, n, start);
-  _duration = copyVars(a, n, duration);
-  _end = copyVars(a, n, end);
+  _start = nuvCPCopyVars(a, n, start);
+  _duration = nuvCPCopyVars(a, n, duration);
+  _end = nuvCPCopyVars(a, n, end);
   if (n == 0 || !_start || !_duration || !_end) return;
   // Nine arrays of n: the eight of the two orders, the bound; then one more
   // of n as the per-activity key the sorts read.

@@ -5,7 +5,11 @@
 
 #include <cstdint>
 
+#include <algorithm>
+#include <cstddef>
+
 #include "fd/NuvCPIVarI.h"
+#include "host/PimAllocator.h"
 
 // Exact floor and ceiling of a / b (b != 0): the truncating quotient
 // corrected by one when it does not reach the dividend.
@@ -40,4 +44,13 @@ void nuvCPForEachValue(const NuvCPIntVarI* x, F f) {
     if (!f(v) || last) return;
     v = next;
   }
+}
+
+// A propagator's own copy of n variable pointers, from its allocator;
+// nullptr when n is 0, v is null or the allocator is exhausted.
+inline NuvCPIntVarI** nuvCPCopyVars(PimAllocator* a, int n, NuvCPIntVarI* const* v) {
+  if (n == 0 || !v) return nullptr;
+  auto** out = a->allocateArray<NuvCPIntVarI*>(static_cast<std::size_t>(n));
+  if (out) std::copy(v, v + n, out);
+  return out;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <ostream>
 
+#include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPManagerI.h"
 
 namespace {
@@ -10,12 +11,6 @@ namespace {
 constexpr std::int32_t kPlusInf = 2147483647;
 constexpr std::int32_t kMinusInf = -2147483647;
 
-NuvCPIntVarI** copyVars(PimAllocator* a, int n, NuvCPIntVarI* const* v) {
-  if (n == 0 || !v) return nullptr;
-  auto** out = a->allocateArray<NuvCPIntVarI*>(static_cast<std::size_t>(n));
-  if (out) std::copy(v, v + n, out);
-  return out;
-}
 
 }  // namespace
 
@@ -24,10 +19,10 @@ NuvCPNotFirstLastI::NuvCPNotFirstLastI(NuvCPManagerI* store, int n, NuvCPIntVarI
                                        NuvCPIntVarI* const* presence, NuvCPIntVarI* guard)
     : NuvCPCstrI(store, 3, true), _n(n), _guard(guard) {
   PimAllocator* a = store->allocator();
-  _start = copyVars(a, n, start);
-  _duration = copyVars(a, n, duration);
-  _end = copyVars(a, n, end);
-  _presence = copyVars(a, n, presence);
+  _start = nuvCPCopyVars(a, n, start);
+  _duration = nuvCPCopyVars(a, n, duration);
+  _end = nuvCPCopyVars(a, n, end);
+  _presence = nuvCPCopyVars(a, n, presence);
 }
 
 void NuvCPNotFirstLastI::mark(PimMarker& m) {

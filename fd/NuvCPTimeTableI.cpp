@@ -6,26 +6,15 @@
 #include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPManagerI.h"
 
-namespace {
-
-NuvCPIntVarI** copyVars(PimAllocator* a, int n, NuvCPIntVarI* const* v) {
-  if (n == 0) return nullptr;
-  auto** out = a->allocateArray<NuvCPIntVarI*>(static_cast<std::size_t>(n));
-  if (out) std::copy(v, v + n, out);
-  return out;
-}
-
-}  // namespace
-
 NuvCPTimeTableI::NuvCPTimeTableI(NuvCPManagerI* store, int n, NuvCPIntVarI* const* s,
                                  NuvCPIntVarI* const* d, NuvCPIntVarI* const* r, NuvCPIntVarI* c,
                                  NuvCPIntVarI* const* present)
     : NuvCPCstrI(store, 3, false), _n(n), _c(c) {
   PimAllocator* a = store->allocator();
-  _s = copyVars(a, n, s);
-  _d = copyVars(a, n, d);
-  _r = copyVars(a, n, r);
-  if (present) _p = copyVars(a, n, present);
+  _s = nuvCPCopyVars(a, n, s);
+  _d = nuvCPCopyVars(a, n, d);
+  _r = nuvCPCopyVars(a, n, r);
+  if (present) _p = nuvCPCopyVars(a, n, present);
   if (n == 0 || !_s || !_d || !_r || (present && !_p)) return;
   const auto un = static_cast<std::size_t>(n);
   const std::size_t bytes = 2 * un * sizeof(Event) + 2 * un * sizeof(Segment) + 2 * un * sizeof(std::int64_t);

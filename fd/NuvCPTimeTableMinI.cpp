@@ -6,25 +6,14 @@
 #include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPManagerI.h"
 
-namespace {
-
-NuvCPIntVarI** copyVars(PimAllocator* a, int n, NuvCPIntVarI* const* v) {
-  if (n == 0) return nullptr;
-  auto** out = a->allocateArray<NuvCPIntVarI*>(static_cast<std::size_t>(n));
-  if (out) std::copy(v, v + n, out);
-  return out;
-}
-
-}  // namespace
-
 NuvCPTimeTableMinI::NuvCPTimeTableMinI(NuvCPManagerI* store, int n, NuvCPIntVarI* const* s,
                                        NuvCPIntVarI* const* d, NuvCPIntVarI* const* r, NuvCPIntVarI* m, int from,
                                        int to)
     : NuvCPCstrI(store, 3, false), _n(n), _m(m), _from(from), _to(to) {
   PimAllocator* a = store->allocator();
-  _s = copyVars(a, n, s);
-  _d = copyVars(a, n, d);
-  _r = copyVars(a, n, r);
+  _s = nuvCPCopyVars(a, n, s);
+  _d = nuvCPCopyVars(a, n, d);
+  _r = nuvCPCopyVars(a, n, r);
   if (n == 0 || !_s || !_d || !_r) return;
   const auto un = static_cast<std::size_t>(n);
   _scratch = a->allocate((2 * un + 2) * sizeof(Event) + (2 * un + 3) * sizeof(Segment));

@@ -19,8 +19,9 @@
 // window) and fails below m.min; a task without which some time of the
 // window would fall below m.min must run over that time: its start's
 // maximum drops to that time, and its minimum rises to that time minus
-// d.max plus 1. Time-tabling on the requirement side (the mirror of
-// compulsory parts), exact once everything is bound.
+// d.max plus 1. Time-tabling on the requirement side (the mirror of the
+// compulsory parts of Beldiceanu and Carlsson's cumulatives with negative
+// heights, CP 2002), exact once everything is bound.
 // Cost of one run: O(n log n) to build the profile plus O(n * segments)
 // for the tasks that are needed: O(n^2) at worst. Not idempotent.
 // Shared arguments: every rule reads bounds holding of all solutions and

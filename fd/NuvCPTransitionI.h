@@ -19,7 +19,10 @@
 // least value over the types still possible, which is exact once the types
 // are bound): a precedence that cannot hold fixes the order, a decided
 // order imposes its precedence (B.start >= A.end.min + setup and A.end <=
-// B.start.max - setup). O(1) per run with constant setups, O(types^2) with
+// B.start.max - setup): the disjunctive pair of Erschler, Roubellat and
+// Vernhes (1976) with sequence-dependent setups added to each side, as in
+// Brucker and Thiele ("A branch & bound method for the general-shop
+// problem with sequence dependent setup-times", OR Spektrum 1996). O(1) per run with constant setups, O(types^2) with
 // a matrix. Never reports itself entailed.
 // Shared arguments: every deduction holds of all values in the bounds;
 // one variable in several places only weakens it.

@@ -11,12 +11,6 @@ namespace {
 // Far below every time the tasks can have, yet safe to add durations to.
 constexpr std::int64_t kMinusInf = INT64_MIN / 4;
 
-NuvCPIntVarI** copyVars(PimAllocator* a, int n, NuvCPIntVarI* const* v) {
-  if (n == 0 || !v) return nullptr;
-  auto** out = a->allocateArray<NuvCPIntVarI*>(static_cast<std::size_t>(n));
-  if (out) std::copy(v, v + n, out);
-  return out;
-}
 
 // Insertion sort of `order` by key(i), ascending: the order left by the
 // last run is nearly right, so this is close to linear.
@@ -38,9 +32,9 @@ NuvCPUnaryResourceI::NuvCPUnaryResourceI(NuvCPManagerI* store, int n, NuvCPIntVa
                                          bool strict)
     : NuvCPCstrI(store, 3, true), _n(n), _strict(strict) {
   PimAllocator* a = store->allocator();
-  _s = copyVars(a, n, s);
-  _d = copyVars(a, n, d);
-  _present = copyVars(a, n, present);
+  _s = nuvCPCopyVars(a, n, s);
+  _d = nuvCPCopyVars(a, n, d);
+  _present = nuvCPCopyVars(a, n, present);
   if (n == 0 || !_s || !_d || (present && !_present)) return;
   const auto un = static_cast<std::size_t>(n);
   std::size_t size = 1;
