@@ -108,6 +108,30 @@ int NuvCPManagerI::propagate() {
   if (_propagating != 0 || _atomicDepth != 0) return NuvCPDelay;
   if (_status == NuvCPFailure) return NuvCPFailure;
   ++_propagating;
+  const int r = fixpointLoop();
+  --_propagating;
+  if (r != NuvCPFailure) {
+    // At the fixpoint no event is alive any more: reuse the event memory
+    // instead of letting it grow until the next failure.
+    if (_eventQueue.empty()) _events.rewind();
+    return NuvCPSuspend;
+  }
+  // The failure belongs to the store, not only to this caller: the queues are
+  // gone and the daemons that were waiting in them stay flagged as queued
+  // until backtracking, so nothing may propagate on this branch any more.
+  resetQueues();
+  setStatus(NuvCPFailure);
+  return NuvCPFailure;
+}
+
+int NuvCPManagerI::settleNested() {
+  const std::int32_t level = _currentLevel;
+  const int r = fixpointLoop();
+  _currentLevel = level;
+  return r == NuvCPFailure ? NuvCPFailure : NuvCPSuspend;
+}
+
+int NuvCPManagerI::fixpointLoop() {
   int r = drainEvents(NuvCPSuspend);
   while (r != NuvCPFailure) {
     int level = kLevels - 1;
@@ -133,19 +157,7 @@ int NuvCPManagerI::propagate() {
     if (r == NuvCPFailure) break;
     r = drainEvents(r);
   }
-  --_propagating;
-  if (r != NuvCPFailure) {
-    // At the fixpoint no event is alive any more: reuse the event memory
-    // instead of letting it grow until the next failure.
-    if (_eventQueue.empty()) _events.rewind();
-    return NuvCPSuspend;
-  }
-  // The failure belongs to the store, not only to this caller: the queues are
-  // gone and the daemons that were waiting in them stay flagged as queued
-  // until backtracking, so nothing may propagate on this branch any more.
-  resetQueues();
-  setStatus(NuvCPFailure);
-  return NuvCPFailure;
+  return r;
 }
 
 namespace {
@@ -190,6 +202,12 @@ void NuvCPManagerI::scheduleNonEmpty(NuvCPDListI* list) {
     if (p < lowest) lowest = p;
   }
   _currentLevel = lowest;
+}
+
+void NuvCPManagerI::enqueue(NuvCPDaemonI* d) {
+  if (!d->isEnabled() || d->isQueued()) return;
+  d->setChecked(0);
+  if (_queues[d->priority()].push(d)) d->setQueued(1);
 }
 
 void NuvCPManagerI::resetQueues() {

@@ -157,11 +157,33 @@ class NuvCPManagerI : public PimStoreI {
     scheduleNonEmpty(list);
   }
   void scheduleNonEmpty(NuvCPDListI* list);
+  // Queues one daemon (unless disabled or already queued): for a
+  // propagator that must run after its post without a variable event.
+  void enqueue(NuvCPDaemonI* d);
   // Clears every queue and rewinds the event allocator (after a failure).
   void resetQueues();
   // The shaving propagator's reset: the deferred-operation queue is kept, the
   // search controller is reset and the trail moves to a fresh stamp.
   void resetQueuesForShaving();
+  // The shaving propagators' two services, for use inside a propagator's
+  // run only. settleNested runs the fixpoint loop from there (the store's
+  // own loop is busy with that propagator), leaving every queue empty; a
+  // failure it reports is the store's (the caller returns it). shavingTrial
+  // needs a settled store: it opens a choice point, lets `attempt` narrow
+  // and propagate, then undoes everything and resets the queues as a trial
+  // requires; it returns what `attempt` returned. Work left queued by the
+  // trial is dropped, which is why it must start from a settled store.
+  int settleNested();
+  template <class F>
+  int shavingTrial(F&& attempt) {
+    const std::int32_t level = _currentLevel;
+    trail()->push();
+    const int r = attempt();
+    trail()->pop();
+    resetQueuesForShaving();
+    _currentLevel = level;
+    return r;
+  }
 
   // The value-event services the variables call: each walks an event list and
   // lets every node queue its event.
@@ -266,6 +288,7 @@ class NuvCPManagerI : public PimStoreI {
 
  private:
   int drainEvents(int r);
+  int fixpointLoop();
   int runDaemon(NuvCPDaemonI* d);
   // Stores a decision's outcome and finishes it as the store requires.
   int settle(int r);

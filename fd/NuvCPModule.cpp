@@ -26,6 +26,7 @@
 #include "fd/NuvCPBreak.h"
 #include "fd/NuvCPPrecedenceGraph.h"
 #include "fd/NuvCPTimeTable.h"
+#include "fd/NuvCPShaving.h"
 #include "fd/NuvCPUnary.h"
 #include "fd/NuvCPRelationI.h"
 #include "host/Rav.h"
@@ -160,8 +161,8 @@ const ClassRow kClasses[] = {
     {"CP$UnaryPeriodicBreakBreakable", nuvCPBreakFactory},
     {"CP$DetectablePrecedencesCstr", nuvCPUnaryFactory},
     {"CP$DetectablePrecedencesWOCstr", nuvCPUnaryFactory},
-    {"CP$ShavingEdgeFinder", unavailable},
-    {"CP$Shaving", unavailable},
+    {"CP$ShavingEdgeFinder", nuvCPShavingFactory},
+    {"CP$Shaving", nuvCPShavingFactory},
     {"CP$DiscreteEdgeFinder", nuvCPTimeTableFactory},
     {"CPPEA", unavailable},
     {"CP$PrecedenceGraphClosure", nuvCPPrecedenceGraphFactory},

@@ -377,6 +377,40 @@ TEST_F(LanguageTest, BreakObjects) {
   EXPECT_EQ(call(st2, "getMin").asInt(), 9);  // 4 + 3 + 2
 }
 
+TEST_F(LanguageTest, ShavingObjects) {
+  NuvNativeObject* s = makeStore();
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  // Two tasks of 3 that must end by 6, one of them (b) not before 1.
+  NuvNativeObject* a = makeVar(s, 0, 3);
+  NuvNativeObject* b = makeVar(s, 1, 3);
+  NuvNativeObject* d = makeVar(s, 3, 3);
+  NuvNativeObject* ea = makeVar(s, 0, 6);
+  NuvNativeObject* eb = makeVar(s, 0, 6);
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$Shaving", {RavValue()}); }), "Shaving(null)");
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] {
+              create("CP$ShavingEdgeFinder", {RavObjectArray{1, {a, b}}, RavValue(), RavObjectArray{1, {ea, eb}}});
+            }),
+            "ShavingEdgeFinder(var<CP>{int}[],null,var<CP>{int}[])");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] {
+              create("CP$ShavingEdgeFinder",
+                     {RavObjectArray{1, {a, b}}, RavObjectArray{1, {d}}, RavObjectArray{1, {ea, eb}}});
+            }),
+            "ShavingEdgeFinder: the activity arrays differ in size");
+  EXPECT_EQ(call(s, "post", create("CP$ShavingEdgeFinder",
+                                   {RavObjectArray{1, {a, b}}, RavObjectArray{1, {d, d}}, RavObjectArray{1, {ea, eb}}}))
+                .asInt(),
+            2);
+  // b cannot start at 1 or 2 (a would have no room before it, and none
+  // after it within 6): b = 3, a = 0.
+  EXPECT_EQ(call(b, "getMin").asInt(), 3);
+  EXPECT_EQ(call(a, "getMax").asInt(), 0);
+  NuvNativeObject* x = makeVar(s, 0, 5);
+  EXPECT_EQ(call(s, "post", create("CP$Shaving", {RavObjectArray{1, {x}}})).asInt(), 2);
+}
+
 TEST_F(LanguageTest, PostingBuildsPropagatorsAndHandlesNameTheirClass) {
   NuvNativeObject* s = makeStore();
   NuvNativeObject* x = makeVar(s, 0, 9);
