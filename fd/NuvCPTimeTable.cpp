@@ -7,6 +7,7 @@
 #include "fd/NuvCPDiscreteEdgeFinderI.h"
 #include "fd/NuvCPCIntVarI.h"
 #include "fd/NuvCPTimeTableI.h"
+#include "fd/NuvCPReservoirI.h"
 #include "fd/NuvCPTimeTableMinI.h"
 #include "host/PimError.h"
 
@@ -135,7 +136,68 @@ class NuvCPTimeTableMin : public NuvCPCstr {
   int _level = 0, _from = 0, _to = 0;
 };
 
+// CP$TakeCapacityCstr, CP$GiveCapacityCstr, CP$TakeMinCapacityCstr,
+// CP$GiveMinCapacityCstr (s, d, h, initial, bound): a reservoir.
+class NuvCPReservoir : public NuvCPCstr {
+ public:
+  using NuvCPCstr::NuvCPCstr;
+  std::size_t classSize() const override { return sizeof(NuvCPReservoir); }
+  void mark(PimMarker& m) override {
+    for (const auto* a : {&_s, &_d, &_h})
+      for (NuvCPIntVarI* x : *a) m.mark(x);
+    m.mark(_bound);
+  }
+
+  void init(RavRuntime& rt, int nargs) override {
+    const std::string& name = nativeClass()->name();
+    _atEnd = name.find("Give") != std::string::npos;
+    _minimum = name.find("Min") != std::string::npos;
+    _sig = name.substr(3);
+    if (nargs != 5) NuvCPCstr::init(rt, nargs);
+    constexpr const char* arr = "var<CP>{int}[]";
+    NuvCPArgs a(rt, _sig.c_str(), {arr, arr, arr, "int", "var<CP>{int}"});
+    _s = a.intVars(0);
+    _d = a.intVars(1);
+    _h = a.intVars(2);
+    _initial = a.intValue(3);
+    _bound = a.intVar(4);
+    if (_d.size() != _s.size() || _h.size() != _s.size())
+      throw PimExecutionError(rt.source(), _sig + ": the start, duration and amount arrays differ in size");
+    accepted(rt, nargs);
+  }
+
+  NuvCPDaemonI* build(NuvCPManagerI* s) override {
+    bool mine = _bound->getSolver() == s;
+    for (const auto* a : {&_s, &_d, &_h})
+      for (NuvCPIntVarI* x : *a) mine = mine && x->getSolver() == s;
+    if (!mine)
+      throw PimExecutionError(PimSource(), nativeClass()->name() +
+                                               ": posted to a solver its variables do not belong to");
+    return nuvCPNew<NuvCPReservoirI>(s->allocator(), s, static_cast<int>(_s.size()), _s.data(), _d.data(),
+                                     _h.data(), _initial, _bound, _atEnd, _minimum);
+  }
+
+  static const RavMethodTable* methodTable() { return nullptr; }
+
+  class Factory : public NuvCPFactory<NuvCPReservoir> {
+   public:
+    using NuvCPFactory::NuvCPFactory;
+    std::size_t classSize() const override { return sizeof(Factory); }
+  };
+
+ private:
+  std::vector<NuvCPIntVarI*> _s, _d, _h;
+  NuvCPIntVarI* _bound = nullptr;
+  int _initial = 0;
+  bool _atEnd = false, _minimum = false;
+  std::string _sig;  // NuvCPArgs keeps the name's pointer
+};
+
 }  // namespace
+
+NuvInstanceFactory* nuvCPReservoirFactory(PimAllocator* a, const char* name) {
+  return pimCreate<NuvCPReservoir::Factory>(a, a, name);
+}
 
 NuvInstanceFactory* nuvCPTimeTableMinFactory(PimAllocator* a, const char* name) {
   return pimCreate<NuvCPTimeTableMin::Factory>(a, a, name);

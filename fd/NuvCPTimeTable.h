@@ -15,9 +15,19 @@
 //                                  coverage: at every time of [from, to) the
 //                                  running tasks provide at least m (an int,
 //                                  or a variable in the Cap form)
+//   CP$TakeCapacityCstr(s, d, h, initial, c)
+//   CP$GiveCapacityCstr(s, d, h, initial, c)
+//   CP$TakeMinCapacityCstr(s, d, h, initial, m)
+//   CP$GiveMinCapacityCstr(s, d, h, initial, m)
+//                                  a reservoir starting at `initial`: each
+//                                  activity takes h[i] at its start (Take)
+//                                  or gives h[i] at its end (Give), for
+//                                  good; the level stays within [0, c], or
+//                                  at or above m (NuvCPReservoirI.h)
 #pragma once
 
 #include "fd/NuvCPNative.h"
 
 NuvInstanceFactory* nuvCPTimeTableFactory(PimAllocator* a, const char* name);
 NuvInstanceFactory* nuvCPTimeTableMinFactory(PimAllocator* a, const char* name);
+NuvInstanceFactory* nuvCPReservoirFactory(PimAllocator* a, const char* name);

@@ -377,6 +377,35 @@ TEST_F(LanguageTest, BreakObjects) {
   EXPECT_EQ(call(st2, "getMin").asInt(), 9);  // 4 + 3 + 2
 }
 
+TEST_F(LanguageTest, ReservoirObjects) {
+  NuvNativeObject* s = makeStore();
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  NuvNativeObject* st = makeVar(s, 0, 9);
+  NuvNativeObject* du = makeVar(s, 2, 2);
+  NuvNativeObject* h = makeVar(s, 0, 5);
+  NuvNativeObject* cap = makeVar(s, 0, 3);
+  const RavObjectArray one{1, {st}}, durations{1, {du}}, amounts{1, {h}};
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$GiveCapacityCstr", {one, durations, amounts, 0, RavValue()}); }),
+            "GiveCapacityCstr(var<CP>{int}[],var<CP>{int}[],var<CP>{int}[],int,null)");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] {
+              create("CP$TakeMinCapacityCstr", {one, RavObjectArray{1, {du, du}}, amounts, 0, cap});
+            }),
+            "TakeMinCapacityCstr: the start, duration and amount arrays differ in size");
+  // A gift into a store of 1 with room for 3: at most 2.
+  EXPECT_EQ(call(s, "post", create("CP$GiveCapacityCstr", {one, durations, amounts, 1, cap})).asInt(), 2);
+  EXPECT_EQ(call(h, "getMax").asInt(), 2);
+  // A take from a stock of 2 that must keep 1: at most 1.
+  EXPECT_EQ(call(s, "post", create("CP$TakeMinCapacityCstr", {one, durations, amounts, 2, makeVar(s, 1, 1)})).asInt(),
+            2);
+  EXPECT_EQ(call(h, "getMax").asInt(), 1);
+  // From an empty store nothing can be taken.
+  EXPECT_EQ(call(s, "post", create("CP$TakeCapacityCstr", {one, durations, amounts, 0, cap})).asInt(), 2);
+  EXPECT_EQ(call(h, "getMax").asInt(), 0);
+}
+
 TEST_F(LanguageTest, ShavingObjects) {
   NuvNativeObject* s = makeStore();
   auto create = [&](const char* cls, std::vector<RavValue> args) {
