@@ -26,6 +26,7 @@
 #include "fd/NuvCPBreak.h"
 #include "fd/NuvCPPrecedenceGraph.h"
 #include "fd/NuvCPTimeTable.h"
+#include "fd/NuvCPRank.h"
 #include "fd/NuvCPShaving.h"
 #include "fd/NuvCPUnary.h"
 #include "fd/NuvCPRelationI.h"
@@ -141,13 +142,13 @@ const ClassRow kClasses[] = {
     {"CP$NotFirstOptionalCstr", nuvCPUnaryFactory},
     {"CP$NotLastCstr", nuvCPUnaryFactory},
     {"CP$NotLastOptionalCstr", nuvCPUnaryFactory},
-    {"CP$RankFirstCstr", unavailable},
-    {"CP$RankFirstOptionalCstr", unavailable},
-    {"CP$RankCstr", unavailable},
-    {"CP$RankOptionalCstr", unavailable},
-    {"CP$RankTransitionCstr", unavailable},
-    {"CP$RankOptionalTransitionCstr", unavailable},
-    {"CP$RankTransitionSuccCstr", unavailable},
+    {"CP$RankFirstCstr", nuvCPRankFactory},
+    {"CP$RankFirstOptionalCstr", nuvCPRankFactory},
+    {"CP$RankCstr", nuvCPRankFactory},
+    {"CP$RankOptionalCstr", nuvCPRankFactory},
+    {"CP$RankTransitionCstr", nuvCPRankFactory},
+    {"CP$RankOptionalTransitionCstr", nuvCPRankFactory},
+    {"CP$RankTransitionSuccCstr", nuvCPRankFactory},
     {"CP$DisjunctiveCstr", nuvCPUnaryFactory},
     {"CP$OptionalDisjunctiveCstr", nuvCPUnaryFactory},
     {"CP$DisjunctiveTransitionCstr", nuvCPUnaryFactory},

@@ -406,6 +406,42 @@ TEST_F(LanguageTest, ReservoirObjects) {
   EXPECT_EQ(call(h, "getMax").asInt(), 0);
 }
 
+TEST_F(LanguageTest, RankObjects) {
+  NuvNativeObject* s = makeStore();
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  // Two activities named 1 and 2; a must start at 0 and b by 1, both last 2.
+  NuvNativeObject* a = makeVar(s, 0, 0);
+  NuvNativeObject* b = makeVar(s, 0, 5);
+  NuvNativeObject* d = makeVar(s, 2, 2);
+  const RavObjectArray st{1, {a, b}}, du{1, {d, d}}, en{1, {makeVar(s, 0, 9), makeVar(s, 0, 9)}};
+  NuvNativeObject* first = makeVar(s, 0, 5);
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$RankFirstCstr", {st, du, en, RavValue()}); }),
+            "RankFirstCstr(var<CP>{int}[],var<CP>{int}[],var<CP>{int}[],null)");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] {
+              create("CP$RankTransitionCstr", {st, du, en, RavObjectArray{1, {first, first}}, RavIntArray{1, {0, 2}},
+                                               RavIntArray{1, {0, 1, 1, 0}}});
+            }),
+            "RankTransitionCstr: activity 2 has type 2, outside 0..1");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] {
+              create("CP$RankTransitionSuccCstr", {st, du, en, RavObjectArray{1, {first, first}},
+                                                   RavObjectArray{1, {first, first}}, RavIntArray{1, {0, 0}},
+                                                   RavIntArray{1, {0, 1, 1}}});
+            }),
+            "RankTransitionSuccCstr: the setup matrix is not square (3 entries)");
+  EXPECT_EQ(call(s, "post", create("CP$RankFirstCstr", {st, du, en, first})).asInt(), 2);
+  EXPECT_EQ(call(first, "getMin").asInt(), 1);  // activities are named from the array's low index
+  EXPECT_EQ(call(first, "getMax").asInt(), 1);  // b cannot end by a's start 0
+  EXPECT_EQ(call(b, "getMin").asInt(), 2);
+  NuvNativeObject* ra = makeVar(s, 0, 5);
+  NuvNativeObject* rb = makeVar(s, 0, 5);
+  EXPECT_EQ(call(s, "post", create("CP$RankCstr", {st, du, en, RavObjectArray{1, {ra, rb}}})).asInt(), 2);
+  EXPECT_EQ(call(ra, "getMax").asInt(), 0);
+  EXPECT_EQ(call(rb, "getMin").asInt(), 1);
+}
+
 TEST_F(LanguageTest, ShavingObjects) {
   NuvNativeObject* s = makeStore();
   auto create = [&](const char* cls, std::vector<RavValue> args) {
