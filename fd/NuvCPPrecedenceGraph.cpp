@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "fd/NuvCPManagerI.h"
+#include "fd/NuvCPPrecedenceEnergyI.h"
 #include "fd/NuvCPPrecedenceGraphI.h"
 #include "host/PimError.h"
 
@@ -14,25 +15,45 @@ class NuvCPPrecedenceGraph : public NuvCPCstr {
   using NuvCPCstr::NuvCPCstr;
   std::size_t classSize() const override { return sizeof(NuvCPPrecedenceGraph); }
   void mark(PimMarker& m) override {
-    for (const auto* a : {&_start, &_duration})
+    for (const auto* a : {&_start, &_duration, &_demand})
       for (NuvCPIntVarI* x : *a) m.mark(x);
   }
 
   void init(RavRuntime& rt, int nargs) override {
-    if (nargs != 4 && nargs != 5) NuvCPCstr::init(rt, nargs);
+    _energy = nativeClass()->name() == "CPPEA";
     constexpr const char* arr = "var<CP>{int}[]";
-    NuvCPArgs a = nargs == 4 ? NuvCPArgs(rt, "PrecedenceGraphClosure", {arr, arr, "int[]", "int[]"})
-                             : NuvCPArgs(rt, "PrecedenceGraphClosure", {arr, arr, "int[]", "int[]", "int[]"});
+    int arcs = 2;
+    if (_energy) {
+      // CPPEA(start, duration, demand, capacity, from, to)
+      if (nargs != 6) NuvCPCstr::init(rt, nargs);
+      NuvCPArgs a(rt, "CPPEA", {arr, arr, arr, "int", "int[]", "int[]"});
+      _demand = a.intVars(2);
+      _capacity = a.intValue(3);
+      arcs = 4;
+      readArcs(rt, a, arcs, false);
+    } else {
+      if (nargs != 4 && nargs != 5) NuvCPCstr::init(rt, nargs);
+      NuvCPArgs a = nargs == 4 ? NuvCPArgs(rt, "PrecedenceGraphClosure", {arr, arr, "int[]", "int[]"})
+                               : NuvCPArgs(rt, "PrecedenceGraphClosure", {arr, arr, "int[]", "int[]", "int[]"});
+      readArcs(rt, a, arcs, nargs == 5);
+    }
+    accepted(rt, nargs);
+  }
+
+  void readArcs(RavRuntime& rt, const NuvCPArgs& a, int arcs, bool delays) {
     _start = a.intVars(0);
     _duration = a.intVars(1);
     const int low = a.arrayLow(0);
-    _from = a.intValues(2);
-    _to = a.intValues(3);
-    if (nargs == 5) _delay = a.intValues(4);
-    const std::string what = "PrecedenceGraphClosure: ";
-    if (_duration.size() != _start.size())
-      throw PimExecutionError(rt.source(), what + "the start and duration arrays differ in size");
-    if (_to.size() != _from.size() || (nargs == 5 && _delay.size() != _from.size()))
+    _from = a.intValues(arcs);
+    _to = a.intValues(arcs + 1);
+    if (delays) _delay = a.intValues(arcs + 2);
+    const std::string what = _energy ? "CPPEA: " : "PrecedenceGraphClosure: ";
+    if (_duration.size() != _start.size() || (_energy && _demand.size() != _start.size()))
+      throw PimExecutionError(rt.source(), what + (_energy ? "the start, duration and demand arrays differ in size"
+                                                           : "the start and duration arrays differ in size"));
+    if (_energy && _capacity <= 0)
+      throw PimExecutionError(rt.source(), what + "the capacity " + std::to_string(_capacity) + " is not positive");
+    if (_to.size() != _from.size() || (delays && _delay.size() != _from.size()))
       throw PimExecutionError(rt.source(), what + "the arc arrays differ in size");
     const auto n = static_cast<long long>(_start.size());
     for (std::size_t k = 0; k < _from.size(); ++k) {
@@ -45,16 +66,19 @@ class NuvCPPrecedenceGraph : public NuvCPCstr {
         *e = static_cast<int>(i);
       }
     }
-    accepted(rt, nargs);
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
     bool mine = true;
-    for (const auto* a : {&_start, &_duration})
+    for (const auto* a : {&_start, &_duration, &_demand})
       for (NuvCPIntVarI* x : *a) mine = mine && x->getSolver() == s;
     if (!mine)
       throw PimExecutionError(PimSource(), nativeClass()->name() +
                                                ": posted to a solver its variables do not belong to");
+    if (_energy)
+      return nuvCPNew<NuvCPPrecedenceEnergyI>(s->allocator(), s, static_cast<int>(_start.size()), _start.data(),
+                                              _duration.data(), _demand.data(), _capacity,
+                                              static_cast<int>(_from.size()), _from.data(), _to.data());
     return nuvCPNew<NuvCPPrecedenceGraphI>(s->allocator(), s, static_cast<int>(_start.size()), _start.data(),
                                            _duration.data(), static_cast<int>(_from.size()), _from.data(),
                                            _to.data(), _delay.empty() ? nullptr : _delay.data());
@@ -69,12 +93,18 @@ class NuvCPPrecedenceGraph : public NuvCPCstr {
   };
 
  private:
-  std::vector<NuvCPIntVarI*> _start, _duration;
+  std::vector<NuvCPIntVarI*> _start, _duration, _demand;
   std::vector<int> _from, _to, _delay;
+  int _capacity = 0;
+  bool _energy = false;
 };
 
 }  // namespace
 
 NuvInstanceFactory* nuvCPPrecedenceGraphFactory(PimAllocator* a, const char* name) {
+  return pimCreate<NuvCPPrecedenceGraph::Factory>(a, a, name);
+}
+
+NuvInstanceFactory* nuvCPPrecedenceEnergyFactory(PimAllocator* a, const char* name) {
   return pimCreate<NuvCPPrecedenceGraph::Factory>(a, a, name);
 }

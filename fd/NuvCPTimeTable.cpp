@@ -136,6 +136,71 @@ class NuvCPTimeTableMin : public NuvCPCstr {
   int _level = 0, _from = 0, _to = 0;
 };
 
+// CP$TimeTable(c): a cumulative resource of capacity c built an activity
+// at a time (add(start, duration, demand)), time-tabled once posted.
+class NuvCPTimeTableResource : public NuvCPCstr {
+ public:
+  using NuvCPCstr::NuvCPCstr;
+  std::size_t classSize() const override { return sizeof(NuvCPTimeTableResource); }
+  void mark(PimMarker& m) override {
+    for (const auto* a : {&_s, &_d, &_r})
+      for (NuvCPIntVarI* x : *a) m.mark(x);
+    m.mark(_c);
+  }
+
+  void init(RavRuntime& rt, int nargs) override {
+    if (nargs != 1) NuvCPCstr::init(rt, nargs);
+    _c = NuvCPArgs(rt, "TimeTable", {"var<CP>{int}"}).intVar(0);
+    accepted(rt, nargs);
+  }
+
+  void add(RavRuntime& rt) {
+    NuvCPArgs a(rt, "add", {"var<CP>{int}", "var<CP>{int}", "var<CP>{int}"});
+    NuvCPIntVarI *s = a.intVar(0), *d = a.intVar(1), *r = a.intVar(2);
+    if (s->getSolver() != _c->getSolver() || d->getSolver() != _c->getSolver() || r->getSolver() != _c->getSolver())
+      throw PimExecutionError(rt.source(), "TimeTable: an activity of another solver than the capacity's");
+    if (_posted) throw PimExecutionError(rt.source(), "TimeTable: the resource is posted; no activity can join it");
+    _s.push_back(s);
+    _d.push_back(d);
+    _r.push_back(r);
+  }
+  int size() const { return static_cast<int>(_s.size()); }
+
+  NuvCPDaemonI* build(NuvCPManagerI* s) override {
+    if (_c->getSolver() != s)
+      throw PimExecutionError(PimSource(), "CP$TimeTable: posted to a solver its variables do not belong to");
+    _posted = true;
+    return nuvCPNew<NuvCPTimeTableI>(s->allocator(), s, size(), _s.data(), _d.data(), _r.data(), _c, nullptr);
+  }
+
+  static const RavMethodTable* methodTable();
+
+  class Factory : public NuvCPFactory<NuvCPTimeTableResource> {
+   public:
+    using NuvCPFactory::NuvCPFactory;
+    std::size_t classSize() const override { return sizeof(Factory); }
+  };
+
+ private:
+  std::vector<NuvCPIntVarI*> _s, _d, _r;
+  NuvCPIntVarI* _c = nullptr;
+  bool _posted = false;
+};
+
+RavValue mAdd(RavRuntime& rt, NuvNativeObject* o, int) {
+  static_cast<NuvCPTimeTableResource*>(o)->add(rt);
+  return RavValue();
+}
+RavValue mSize(RavRuntime&, NuvNativeObject* o, int) {
+  return RavValue(static_cast<NuvCPTimeTableResource*>(o)->size());
+}
+const RavMethod kResourceMethods[] = {
+    {"add", mAdd, 3, 3},
+    {"size", mSize, 0, 0},
+};
+const RavMethodTable kResourceTable{kResourceMethods, sizeof(kResourceMethods) / sizeof(kResourceMethods[0])};
+const RavMethodTable* NuvCPTimeTableResource::methodTable() { return &kResourceTable; }
+
 // CP$TakeCapacityCstr, CP$GiveCapacityCstr, CP$TakeMinCapacityCstr,
 // CP$GiveMinCapacityCstr (s, d, h, initial, bound): a reservoir.
 class NuvCPReservoir : public NuvCPCstr {
@@ -194,6 +259,10 @@ class NuvCPReservoir : public NuvCPCstr {
 };
 
 }  // namespace
+
+NuvInstanceFactory* nuvCPTimeTableResourceFactory(PimAllocator* a, const char* name) {
+  return pimCreate<NuvCPTimeTableResource::Factory>(a, a, name);
+}
 
 NuvInstanceFactory* nuvCPReservoirFactory(PimAllocator* a, const char* name) {
   return pimCreate<NuvCPReservoir::Factory>(a, a, name);

@@ -1,5 +1,9 @@
 // Native classes of cumulative resources.
 //
+//   CP$TimeTable(c)                a resource of capacity c (a variable)
+//                                  that activities join one at a time:
+//                                  add(start, duration, demand), size();
+//                                  posted, it is time-tabled over them
 //   CP$TimeTableCstr(s, d, r, c)   tasks starting at s[i], lasting d[i] and
 //                                  using r[i] of a resource of capacity c
 //                                  (variable arrays of one size and an
@@ -31,3 +35,4 @@
 NuvInstanceFactory* nuvCPTimeTableFactory(PimAllocator* a, const char* name);
 NuvInstanceFactory* nuvCPTimeTableMinFactory(PimAllocator* a, const char* name);
 NuvInstanceFactory* nuvCPReservoirFactory(PimAllocator* a, const char* name);
+NuvInstanceFactory* nuvCPTimeTableResourceFactory(PimAllocator* a, const char* name);

@@ -35,6 +35,10 @@ class LanguageTest : public ::testing::Test {
     rt.push(std::move(b));
     return rt.call(o, m, 2);
   }
+  RavValue call(NuvNativeObject* o, const char* m, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.call(o, m, static_cast<int>(args.size()));
+  }
   template <class E>
   std::string errorOf(const std::function<void()>& f) {
     try {
@@ -440,6 +444,46 @@ TEST_F(LanguageTest, RankObjects) {
   EXPECT_EQ(call(s, "post", create("CP$RankCstr", {st, du, en, RavObjectArray{1, {ra, rb}}})).asInt(), 2);
   EXPECT_EQ(call(ra, "getMax").asInt(), 0);
   EXPECT_EQ(call(rb, "getMin").asInt(), 1);
+}
+
+TEST_F(LanguageTest, ResourceObjects) {
+  NuvNativeObject* s = makeStore();
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  // A resource of capacity 1 joined by two activities of 3: the second,
+  // fixed at 0, pushes the first to 3.
+  NuvNativeObject* tt = create("CP$TimeTable", {makeVar(s, 1, 1)});
+  NuvNativeObject* a = makeVar(s, 0, 9);
+  NuvNativeObject* three = makeVar(s, 3, 3);
+  NuvNativeObject* one = makeVar(s, 1, 1);
+  call(tt, "add", {a, three, one});
+  call(tt, "add", {makeVar(s, 0, 0), three, one});
+  EXPECT_EQ(call(tt, "size").asInt(), 2);
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { call(tt, "add", {a, RavValue(), one}); }),
+            "add(var<CP>{int},null,var<CP>{int})");
+  EXPECT_EQ(call(s, "post", tt).asInt(), 2);
+  EXPECT_EQ(call(a, "getMin").asInt(), 3);
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { call(tt, "add", {a, three, one}); }),
+            "TimeTable: the resource is posted; no activity can join it");
+  // CPPEA: activities named from the array's low index.
+  NuvNativeObject* b = makeVar(s, 0, 9);
+  NuvNativeObject* c = makeVar(s, 0, 9);
+  const RavObjectArray st{1, {b, c}}, du{1, {three, three}}, de{1, {one, one}};
+  EXPECT_EQ(errorOf<PimExecutionError>([&] {
+              create("CPPEA", {st, du, de, 0, RavIntArray{1, {1}}, RavIntArray{1, {2}}});
+            }),
+            "CPPEA: the capacity 0 is not positive");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] {
+              create("CPPEA", {st, du, de, 2, RavIntArray{1, {1}}, RavIntArray{1, {3}}});
+            }),
+            "CPPEA: arc 1 names activity 3, outside 1..2");
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CPPEA", {st, du, RavValue(), 2, RavIntArray{1, {1}}, RavIntArray{1, {2}}}); }),
+            "CPPEA(var<CP>{int}[],var<CP>{int}[],null,int,int[],int[])");
+  EXPECT_EQ(call(s, "post", create("CPPEA", {st, du, de, 2, RavIntArray{1, {1}}, RavIntArray{1, {2}}})).asInt(), 2);
+  EXPECT_EQ(call(c, "getMin").asInt(), 3);
+  EXPECT_EQ(call(b, "getMax").asInt(), 6);
 }
 
 TEST_F(LanguageTest, ShavingObjects) {
