@@ -1,6 +1,7 @@
 #include "fd/NuvCPModule.h"
 
 #include <iostream>
+#include <sstream>
 #include <string>
 #include <typeinfo>
 
@@ -29,6 +30,15 @@
 #include "fd/NuvCPRank.h"
 #include "fd/NuvCPShaving.h"
 #include "fd/NuvCPUnary.h"
+#include "fd/NuvCPPrecedenceEnergyI.h"
+#include "fd/NuvCPNotFirstLastI.h"
+#include "fd/NuvCPDetectablePrecedencesI.h"
+#include "fd/NuvCPEdgeFinderI.h"
+#include "fd/NuvCPUnaryI.h"
+#include "fd/NuvCPDiscreteEdgeFinderI.h"
+#include "fd/NuvCPAllDiffI.h"
+#include "fd/NuvCPTableI.h"
+#include "fd/NuvCPInverseI.h"
 #include "fd/NuvCPRelationI.h"
 #include "host/Rav.h"
 
@@ -255,10 +265,48 @@ const char* nuvCPNativeClassOf(const NuvCPDaemonI* c) {
       {&typeid(NuvCPElementVarBCI), "CP$ElementVar"},
       {&typeid(NuvCPElementVarACI), "CP$ElementVar"},
       {&typeid(NuvCPElementVarSortedI), "CP$ElementVarSorted"},
+      {&typeid(NuvCPPrecedenceEnergyI), "CPPEA"},
+      {&typeid(NuvCPNotFirstCstrI), "CP$NotFirstCstr"},
+      {&typeid(NuvCPNotLastCstrI), "CP$NotLastCstr"},
+      {&typeid(NuvCPNotFirstOptionalCstrI), "CP$NotFirstOptionalCstr"},
+      {&typeid(NuvCPNotLastOptionalCstrI), "CP$NotLastOptionalCstr"},
+      {&typeid(NuvCPDisjunctiveCstrI), "CP$DisjunctiveCstr"},
+      {&typeid(NuvCPOptionalDisjunctiveCstrI), "CP$OptionalDisjunctiveCstr"},
+      {&typeid(NuvCPDetectablePrecedencesCstrI), "CP$DetectablePrecedencesCstr"},
+      {&typeid(NuvCPDetectablePrecedencesWOCstrI), "CP$DetectablePrecedencesWOCstr"},
+      {&typeid(NuvCPEdgeFinderI), "CP$EdgeFinder"},
+      {&typeid(NuvCPEdgeFinderPureI), "CP$EdgeFinder"},
+      {&typeid(NuvCPEdgeFinderOptionalI), "CP$OptionalEdgeFinder"},
+      {&typeid(NuvCPDiscreteEdgeFinderI), "CP$DiscreteEdgeFinder"},
+      {&typeid(NuvCPAllDiffI), "CP$AllDiff"},
+      {&typeid(NuvCPAllDiffUnitI), "CP$AllDiff"},
+      {&typeid(NuvCPAllDiffbI), "CP$AllDiff"},
+      {&typeid(NuvCPAllDiffUnitbI), "CP$AllDiff"},
+      {&typeid(NuvCPAllDiffcI), "CP$AllDiff"},
+      {&typeid(NuvCPAllDiffUnitcI), "CP$AllDiff"},
+      {&typeid(NuvCPAllDiffeI), "CP$AllDiff"},
+      {&typeid(NuvCPAllDiffUniteI), "CP$AllDiff"},
+      {&typeid(NuvCPAllDiffvI), "CP$AllDiff"},
+      {&typeid(NuvCPAllDiffBoundsI), "CP$AllDiff"},
+      {&typeid(NuvCPAllDifferentACI), "CP$AllDiff"},
+      {&typeid(NuvCPAllDiffReifI), "CP$AllDiff"},
+      {&typeid(NuvCPTableCstrI), "CP$TableCstr"},
+      {&typeid(NuvCPCompactTableI), "CP$TableCstr"},
+      {&typeid(NuvCPTableReifI), "CP$TableCstr"},
+      {&typeid(NuvCPInverseI), "CP$Inverse"},
   };
   if (!c) return nullptr;
   const std::type_info& t = typeid(*c);
   for (const Row& r : kRows)
     if (r.type && *r.type == t) return r.name;
+  // The other families' print forms begin with the class they were built
+  // for ("TakeCapacityCstr(3 activities, ...)"), which is how one
+  // propagator type serves several classes.
+  std::ostringstream os;
+  c->print(os);
+  const std::string form = os.str();
+  const std::string head = form.substr(0, form.find_first_of("( "));
+  for (const ClassRow& row : kClasses)
+    if (head == row.name || "CP$" + head == row.name) return row.name;
   return nullptr;
 }

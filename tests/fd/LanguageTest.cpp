@@ -542,6 +542,32 @@ TEST_F(LanguageTest, PostingBuildsPropagatorsAndHandlesNameTheirClass) {
   EXPECT_EQ(h->nativeClass()->name(), "CP$Equal");
   EXPECT_EQ(static_cast<NuvCPCstrHandle*>(h)->cstr(), p);
   EXPECT_EQ(maker.makeHandle(nullptr), nullptr);
+  // Scheduling propagators name the class they were built for, also where
+  // one propagator type serves several classes.
+  NuvNativeObject* d = makeVar(s, 1, 1);
+  NuvNativeObject* present = makeVar(s, 0, 1);
+  const RavObjectArray st{1, {x, y}}, du{1, {d, d}}, pr{1, {present, present}};
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  const std::pair<const char*, std::vector<RavValue>> built[] = {
+      {"CP$GiveMinCapacityCstr", {st, du, du, 0, x}},
+      {"CP$RankOptionalCstr", {st, du, st, pr, st}},
+      {"CP$UnaryPeriodicBreakBreakable", {st, du, st, 0, 5, 1}},
+      {"CP$Shaving", {st}},
+      {"CP$ShavingEdgeFinder", {st, du, st}},
+      {"CPPEA", {st, du, du, 1, RavIntArray{1, {1}}, RavIntArray{1, {2}}}},
+      {"CP$NotLastOptionalCstr", {st, du, st, pr}},
+      {"CP$DiscreteEdgeFinder", {st, du, du, d}},
+      {"CP$TimeTableMinCstr", {st, du, du, 1, 0, 4}},
+  };
+  for (const auto& [cls, args] : built) {
+    NuvCPDaemonI* q = static_cast<NuvCPCstr*>(create(cls, args))->build(static_cast<NuvCPManager*>(s)->store());
+    NuvNativeObject* hq = maker.makeHandle(q);
+    ASSERT_NE(hq, nullptr) << cls;
+    EXPECT_EQ(hq->nativeClass()->name(), cls);
+  }
 }
 
 }  // namespace
