@@ -90,6 +90,41 @@ TEST(Breaks, NeverLoseAScheduleAndCheckWhenBound) {
     }
 }
 
+TEST(Breaks, SharedVariables) {
+  // Two activities with one start, or one duration; an end that is the
+  // other's start.
+  const int n = 2;
+  const std::vector<std::pair<int, int>> ranges = {{0, 8}, {0, 8}, {0, 3}, {1, 3}, {0, 12}, {0, 12}};
+  const Filling fillings[] = {
+      {{0}, {0}, {1}, {2}, {3}, {4}},  // s0 == s1
+      {{0}, {1}, {2}, {2}, {3}, {4}},  // d0 == d1
+      {{0}, {1}, {2}, {3}, {1}, {4}},  // e0 == s1
+  };
+  std::uint32_t seed = 560;
+  for (bool breakable : {false, true})
+    for (const Filling& f : fillings) {
+      const Breaks b{false};
+      Options o;
+      o.seed = seed++;
+      o.trials = 150;
+      o.maxAssignments = 60000;
+      const Stats st = checkShared(
+          f, ranges,
+          [=](NuvCPManagerI& s, const Vars& v) -> int {
+            if (!breakable)
+              for (std::size_t i = 0; i < static_cast<std::size_t>(n); ++i)
+                if (s.post(nuvCPNew<NuvCPTernaryEqualI>(s.allocator(), &s, v[i], v[2 + i], v[4 + i])) ==
+                    NuvCPFailure)
+                  return NuvCPFailure;
+            return s.post(nuvCPNew<NuvCPBreakI>(s.allocator(), &s, n, v.data(), v.data() + 2, v.data() + 4,
+                                                b.calendar(s.allocator()), breakable, false));
+          },
+          [=](const Assignment& a) { return holds(n, b, breakable, a); }, o);
+      EXPECT_GT(st.trialsWithSolutions, 5);
+      if (::testing::Test::HasFailure()) return;
+    }
+}
+
 TEST(Breaks, Timelines) {
   // Breaks [2, 4) and [7, 8):
   //   time   0 1 2 3 4 5 6 7 8 9

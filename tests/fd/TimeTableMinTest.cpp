@@ -48,6 +48,34 @@ TEST(TimeTableMin, NeverLosesAScheduleAndChecksWhenBound) {
   }
 }
 
+TEST(TimeTableMin, SharedVariables) {
+  // Two tasks with one start, a provision that is a duration, the level
+  // that is a provision.
+  const std::vector<std::pair<int, int>> ranges = {{0, 4}, {0, 4}, {0, 4}, {1, 3}, {1, 3}, {1, 4},
+                                                   {0, 2}, {1, 2}, {0, 2}, {0, 2}};
+  const Filling fillings[] = {
+      {{0}, {0}, {1}, {2}, {3}, {4}, {5}, {6}, {7}, {8}},  // s0 == s1
+      {{0}, {1}, {2}, {3}, {4}, {5}, {3}, {6}, {7}, {8}},  // r0 == d0
+      {{0}, {1}, {2}, {3}, {4}, {5}, {6}, {7}, {8}, {6}},  // m == r0
+  };
+  std::uint32_t seed = 1100;
+  for (const Filling& f : fillings) {
+    Options o;
+    o.seed = seed++;
+    o.trials = 150;
+    o.maxAssignments = 60000;
+    const Stats st = checkShared(
+        f, ranges,
+        [](NuvCPManagerI& s, const Vars& v) {
+          return s.post(nuvCPNew<NuvCPTimeTableMinI>(s.allocator(), &s, 3, v.data(), v.data() + 3, v.data() + 6,
+                                                     v[9], 1, 5));
+        },
+        holds, o);
+    EXPECT_GT(st.trialsWithSolutions, 10);
+    if (::testing::Test::HasFailure()) return;
+  }
+}
+
 TEST(TimeTableMin, NeededTasksCoverTheirTimes) {
   // Window [0, 6), level 1: a (duration 4) is the only task that may run
   // before 2, b (duration 3) may run from 2; so a covers [0, 2) and starts

@@ -53,4 +53,31 @@ TEST(Transition, NeverLosesAScheduleAndChecksWhenBound) {
     }
 }
 
+TEST(Transition, SharedVariables) {
+  // A's end is B's start (so A cannot come first: its setup to B is
+  // positive), one type for both, the order variable that is a type.
+  const std::vector<std::pair<int, int>> ranges = {{0, 6}, {1, 7}, {0, 6}, {1, 7}, {0, 1}, {0, 1}, {0, 1}};
+  const Filling fillings[] = {
+      {{0}, {1}, {1}, {2}, {3}, {4}, {5}},  // A.end == B.start
+      {{0}, {1}, {2}, {3}, {4}, {5}, {5}},  // typeA == typeB
+      {{0}, {1}, {2}, {3}, {4}, {4}, {5}},  // order == typeA
+  };
+  std::uint32_t seed = 940;
+  for (const Filling& f : fillings) {
+    Options o;
+    o.seed = seed++;
+    o.trials = 150;
+    o.maxAssignments = 60000;
+    const Stats st = checkShared(
+        f, ranges,
+        [](NuvCPManagerI& s, const Vars& v) {
+          return s.post(nuvCPNew<NuvCPTransitionPairI>(s.allocator(), &s, v[0], v[1], v[2], v[3], 1, 2, v[4], v[5],
+                                                      v[6], kMatrix, 2, "DisjunctiveTransitionCstr"));
+        },
+        [](const Assignment& a) { return holds(true, true, a); }, o);
+    EXPECT_GT(st.trialsWithSolutions, 10);
+    if (::testing::Test::HasFailure()) return;
+  }
+}
+
 }  // namespace

@@ -130,6 +130,48 @@ TEST(UnaryRules, NeverLoseAScheduleAndCheckWhenBound) {
   }
 }
 
+TEST(UnaryRules, SharedVariablesAndViews) {
+  // One variable in several places: two activities with one start, a
+  // start two after another's, a duration that is a start, one duration
+  // for all. Ends stay start + duration.
+  const int n = 3;
+  const std::vector<std::pair<int, int>> ranges = {{0, 6}, {0, 6}, {0, 6}, {1, 2}, {0, 2}, {1, 3},
+                                                   {0, 9}, {0, 9}, {0, 9}};
+  const Filling fillings[] = {
+      {{0}, {0}, {1}, {2}, {3}, {4}, {5}, {6}, {7}},      // s0 == s1
+      {{0}, {0, 2}, {1}, {2}, {3}, {4}, {5}, {6}, {7}},   // s1 == s0 + 2
+      {{0}, {1}, {2}, {3}, {1}, {4}, {5}, {6}, {7}},      // d1 == s1
+      {{0}, {1}, {2}, {3}, {3}, {3}, {4}, {5}, {6}},      // one duration
+  };
+  NuvCPIntVarI* noGuard = nullptr;
+  const Make makes[] = {plain<NuvCPEdgeFinderI>(noGuard), plain<NuvCPEdgeFinderPureI>(),
+                        plain<NuvCPDetectablePrecedencesCstrI>(noGuard),
+                        plain<NuvCPNotFirstCstrI>(static_cast<NuvCPIntVarI* const*>(nullptr), noGuard),
+                        plain<NuvCPNotLastCstrI>(static_cast<NuvCPIntVarI* const*>(nullptr), noGuard)};
+  std::uint32_t seed = 640;
+  for (std::size_t m = 0; m < std::size(makes); ++m)
+    for (const Filling& f : fillings) {
+      SCOPED_TRACE(::testing::Message() << "rule " << m);
+      Options o;
+      o.seed = seed++;
+      o.trials = 80;
+      o.maxAssignments = 40000;
+      const Make make = makes[m];
+      const Stats st = checkShared(
+          f, ranges,
+          [make](NuvCPManagerI& s, const Vars& v) -> int {
+            for (std::size_t i = 0; i < static_cast<std::size_t>(n); ++i)
+              if (s.post(nuvCPNew<NuvCPTernaryEqualI>(s.allocator(), &s, v[i], v[n + i], v[2 * n + i])) ==
+                  NuvCPFailure)
+                return NuvCPFailure;
+            return s.post(make(s, Acts{n, false, v}));
+          },
+          [](const Assignment& a) { return holds(n, false, a); }, o);
+      EXPECT_GT(st.trialsWithSolutions, 2);
+      if (::testing::Test::HasFailure()) return;
+    }
+}
+
 TEST(UnaryRules, DisjunctivePairs) {
   Make pair = [](NuvCPManagerI& s, const Acts& a) -> NuvCPCstrI* {
     return nuvCPNew<NuvCPDisjunctiveCstrI>(s.allocator(), &s, a.s()[0], a.e()[0], a.s()[1], a.e()[1]);
