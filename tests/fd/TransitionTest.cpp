@@ -54,8 +54,8 @@ TEST(Transition, NeverLosesAScheduleAndChecksWhenBound) {
 }
 
 TEST(Transition, SharedVariables) {
-  // A's end is B's start (so A cannot come first: its setup to B is
-  // positive), one type for both, the order variable that is a type.
+  // A's end is B's start (A first only with a setup of 0), one type for
+  // both, the order variable that is a type.
   const std::vector<std::pair<int, int>> ranges = {{0, 6}, {1, 7}, {0, 6}, {1, 7}, {0, 1}, {0, 1}, {0, 1}};
   const Filling fillings[] = {
       {{0}, {1}, {1}, {2}, {3}, {4}, {5}},  // A.end == B.start
