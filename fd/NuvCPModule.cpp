@@ -12,6 +12,7 @@
 #include "fd/NuvCPConstraintI.h"
 #include "fd/NuvCPAllDiff.h"
 #include "fd/NuvCPArith.h"
+#include "fd/NuvCPAutomaton.h"
 #include "fd/NuvCPArithI.h"
 #include "fd/NuvCPElement.h"
 #include "fd/NuvCPElementI.h"
@@ -31,6 +32,7 @@
 #include "fd/NuvCPShaving.h"
 #include "fd/NuvCPUnary.h"
 #include "fd/NuvCPPrecedenceEnergyI.h"
+#include "fd/NuvCPRegularI.h"
 #include "fd/NuvCPNotFirstLastI.h"
 #include "fd/NuvCPDetectablePrecedencesI.h"
 #include "fd/NuvCPEdgeFinderI.h"
@@ -196,9 +198,9 @@ const ClassRow kClasses[] = {
     {"CP$SetEqual", unavailable},
     {"CP$SetSubset", unavailable},
     {"CP$SetSingleton", unavailable},
-    {"CP$Automaton", unavailable},
-    {"CP$Regular", unavailable},
-    {"CP$CostRegular", unavailable},
+    {"CP$Automaton", nuvCPAutomatonFactory},
+    {"CP$Regular", nuvCPAutomatonFactory},
+    {"CP$CostRegular", nuvCPAutomatonFactory},
     {"CP$TrailIntList", factory<NuvCPTrailIntList>},
 };
 static_assert(sizeof(kClasses) / sizeof(kClasses[0]) == 134);

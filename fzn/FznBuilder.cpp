@@ -116,6 +116,8 @@ FznBuilder::FznBuilder(const FznModel& model, RavRuntime& rt, NuvNativeObject* s
       {"nuvfd_table_int_reif", {&B::tableIntReif, {IVA, IA, BV}}},
       {"nuvfd_table_bool_reif", {&B::tableIntReif, {BVA, BA, BV}}},
       {"nuvfd_inverse", {&B::inverse, {IVA, I, IVA, I}}},
+      {"nuvfd_regular", {&B::regular, {IVA, I, I, IA, I, IA}}},
+      {"nuvfd_cost_regular", {&B::regular, {IVA, I, I, IA, I, IA, IA, IV}}},
   };
 }
 
@@ -1405,6 +1407,36 @@ void FznBuilder::tableIntReif(const FznConstraint& c) {
                                       static_cast<NuvCPTable*>(table)->data(),
                                       static_cast<NuvCPVarObject*>(b)->intVar(), table);
   postPropagator(p && p->ok() ? p : nullptr, c);
+}
+
+// The constant int array of argument k, as the language takes it.
+RavIntArray FznBuilder::constants(const FznConstraint& c, std::size_t k) const {
+  std::vector<std::int64_t> v;
+  for (const FznExpr& e : _m.arrayElements(c.args[k])) v.push_back(_m.deref(e).intValue());
+  return intArray(v, c.pos);
+}
+
+// regular(x, Q, S, d, q0, F) and cost_regular(..., cost, C): an automaton
+// object, then the constraint over it.
+void FznBuilder::regular(const FznConstraint& c) {
+  if (_failed) return;
+  const bool costed = c.args.size() == 8;
+  NuvNativeObject* automaton = nullptr;
+  try {
+    _rt.push(RavValue(checkedInt(fixedValue(c.args[1]), c.pos, "state count")));
+    _rt.push(RavValue(checkedInt(fixedValue(c.args[2]), c.pos, "symbol count")));
+    _rt.push(RavValue(constants(c, 3)));
+    _rt.push(RavValue(checkedInt(fixedValue(c.args[4]), c.pos, "initial state")));
+    _rt.push(RavValue(constants(c, 5)));
+    automaton = _rt.create("CP$Automaton", 5);
+  } catch (const PimError& e) {
+    throw PimExecutionError(_m.source(c.pos), "constraint " + _m.name(c.symbol) + ": " + e.message());
+  }
+  if (costed)
+    post("CP$CostRegular", {RavValue(vars(c.args[0])), RavValue(automaton), RavValue(constants(c, 6)),
+                            RavValue(var(c.args[7]))});
+  else
+    post("CP$Regular", {RavValue(vars(c.args[0])), RavValue(automaton)});
 }
 
 void FznBuilder::inverse(const FznConstraint& c) {

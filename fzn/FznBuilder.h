@@ -195,6 +195,8 @@ class FznBuilder {
   std::vector<NuvCPIntVarI*> implVars(const RavObjectArray& xs) const;
   NuvNativeObject* tableObject(const FznConstraint& c, std::size_t n);
   void inverse(const FznConstraint& c);
+  void regular(const FznConstraint& c);
+  RavIntArray constants(const FznConstraint& c, std::size_t k) const;
 
   // Shared shapes.
   enum class Rel { Eq, Ne, Le };

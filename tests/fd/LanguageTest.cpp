@@ -486,6 +486,38 @@ TEST_F(LanguageTest, ResourceObjects) {
   EXPECT_EQ(call(b, "getMax").asInt(), 6);
 }
 
+TEST_F(LanguageTest, AutomatonObjects) {
+  NuvNativeObject* s = makeStore();
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  // Words over {1, 2} without two 2s in a row.
+  const RavIntArray delta{1, {1, 2, 1, 0}}, finals{1, {1, 2}};
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$Automaton", {2, 2, RavIntArray{1, {1, 2, 1}}, 1, finals}); }),
+            "automaton: 3 transitions for 2 states and 2 symbols");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$Automaton", {2, 2, RavIntArray{1, {1, 2, 3, 0}}, 1, finals}); }),
+            "automaton: state 2 goes to state 3 on symbol 1, outside 0..2");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$Automaton", {2, 2, delta, 3, finals}); }),
+            "automaton: initial state 3 outside 1..2");
+  NuvNativeObject* a = create("CP$Automaton", {2, 2, delta, 1, finals});
+  EXPECT_EQ(call(a, "getStates").asInt(), 2);
+  EXPECT_EQ(call(a, "accepts", RavIntArray{1, {2, 1, 2}}).asInt(), 1);
+  EXPECT_EQ(call(a, "accepts", RavIntArray{1, {1, 2, 2}}).asInt(), 0);
+  NuvNativeObject* x = makeVar(s, 2, 2);
+  NuvNativeObject* y = makeVar(s, 0, 5);
+  const RavObjectArray xy{1, {x, y}};
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$Regular", {xy, RavValue()}); }),
+            "Regular(var<CP>{int}[],null)");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$CostRegular", {xy, a, RavIntArray{1, {1}}, y}); }),
+            "CostRegular: 1 costs for 4 transitions");
+  EXPECT_EQ(call(s, "post", create("CP$Regular", {xy, a})).asInt(), 2);
+  EXPECT_EQ(call(y, "getMax").asInt(), 1);  // after a 2 only a 1
+  NuvNativeObject* cost = makeVar(s, 0, 9);
+  EXPECT_EQ(call(s, "post", create("CP$CostRegular", {xy, a, RavIntArray{1, {0, 5, 1, 0}}, cost})).asInt(), 2);
+  EXPECT_EQ(call(cost, "getMin").asInt(), 6);  // 1 -2-> 2 costs 5, 2 -1-> 1 costs 1
+}
+
 TEST_F(LanguageTest, ShavingObjects) {
   NuvNativeObject* s = makeStore();
   auto create = [&](const char* cls, std::vector<RavValue> args) {

@@ -189,7 +189,46 @@ def disjunctive_family(strict, optional):
     return gen
 
 
-GLOBALS = {"cumulative": cumulative, "cumulative_opt": cumulative_opt, "all_different_int": all_different,
+def automaton(rng, q, sy):
+    d = [[rng.choice([0] + list(range(1, q + 1))) for _ in range(sy)] for _ in range(q)]
+    finals = sorted(rng.sample(range(1, q + 1), rng.randint(1, q)))
+    rows = " | ".join(", ".join(str(v) for v in row) for row in d)
+    return f"[| {rows} |]", "{" + ", ".join(map(str, finals)) + "}"
+
+
+def regular(rng):
+    """Random automata of 2-4 states over 2-3 symbols, words of 3-6
+    letters with some positions fixed or out of range; all solutions."""
+    q, sy, n = rng.randint(2, 4), rng.randint(2, 3), rng.randint(3, 6)
+    d, f = automaton(rng, q, sy)
+    lines = ['include "regular.mzn";', f"array[1..{n}] of var 0..{sy + 1}: x;"]
+    for i in range(1, n + 1):
+        if rng.random() < 0.2:
+            lines.append(f"constraint x[{i}] != {rng.randint(1, sy)};")
+    lines.append(f"constraint regular(x, {q}, {sy}, {d}, {rng.randint(1, q)}, {f});")
+    lines.append("solve satisfy;")
+    lines.append('output ["x=\\(x)\\n"];')
+    return "\n".join(lines) + "\n", False
+
+
+def cost_regular(rng):
+    """Random automata with costs 0..3 per transition; all solutions with
+    the cost, or the least cost."""
+    q, sy, n = rng.randint(2, 3), rng.randint(2, 3), rng.randint(3, 5)
+    d, f = automaton(rng, q, sy)
+    c = " | ".join(", ".join(str(rng.randint(0, 3)) for _ in range(sy)) for _ in range(q))
+    lines = ['include "cost_regular.mzn";', f"array[1..{n}] of var 1..{sy}: x;", "var 0..20: cost;"]
+    lines.append(f"constraint cost_regular(x, {q}, {sy}, {d}, {rng.randint(1, q)}, {f}, [| {c} |], cost);")
+    if rng.random() < 0.5:
+        lines.append("solve minimize cost;")
+        lines.append('output ["cost=\\(cost)\\n"];')
+        return "\n".join(lines) + "\n", True
+    lines.append("solve satisfy;")
+    lines.append('output ["x=\\(x) cost=\\(cost)\\n"];')
+    return "\n".join(lines) + "\n", False
+
+
+GLOBALS = {"regular": regular, "cost_regular": cost_regular, "cumulative": cumulative, "cumulative_opt": cumulative_opt, "all_different_int": all_different,
            "all_different_int_reif": all_different_reif, "table_int_reif": table_reif,
            "disjunctive": disjunctive_family(False, False),
            "disjunctive_strict": disjunctive_family(True, False),

@@ -1,0 +1,164 @@
+#include "fd/NuvCPAutomaton.h"
+
+#include <string>
+#include <vector>
+
+#include "fd/NuvCPManagerI.h"
+#include "fd/NuvCPRegularI.h"
+#include "host/PimError.h"
+
+namespace {
+
+class NuvCPAutomaton : public NuvNativeObject {
+ public:
+  NuvCPAutomaton(PimAllocator* a, const NuvNativeClass* cls) : NuvNativeObject(a, cls) {
+    if (a) a->registerFinalizer(this);
+  }
+  std::size_t classSize() const override { return sizeof(NuvCPAutomaton); }
+
+  void init(RavRuntime& rt, int nargs) override {
+    if (nargs != 5)
+      throw PimExecutionError(rt.source(), "no constructor of CP$Automaton takes " + std::to_string(nargs) +
+                                               " argument(s)");
+    NuvCPArgs a(rt, "Automaton", {"int", "int", "int[]", "int", "int[]"});
+    _states = a.intValue(0);
+    _symbols = a.intValue(1);
+    _delta = a.intValues(2);
+    _initial = a.intValue(3);
+    _finals = a.intValues(4);
+    const std::string what = "automaton: ";
+    if (_states < 1 || _symbols < 1)
+      throw PimExecutionError(rt.source(), what + "needs at least one state and one symbol");
+    if (static_cast<long long>(_delta.size()) != static_cast<long long>(_states) * _symbols)
+      throw PimExecutionError(rt.source(), what + std::to_string(_delta.size()) + " transitions for " +
+                                               std::to_string(_states) + " states and " +
+                                               std::to_string(_symbols) + " symbols");
+    for (std::size_t k = 0; k < _delta.size(); ++k)
+      if (_delta[k] < 0 || _delta[k] > _states)
+        throw PimExecutionError(rt.source(),
+                                what + "state " + std::to_string(k / static_cast<std::size_t>(_symbols) + 1) +
+                                    " goes to state " + std::to_string(_delta[k]) + " on symbol " +
+                                    std::to_string(k % static_cast<std::size_t>(_symbols) + 1) + ", outside 0.." +
+                                    std::to_string(_states));
+    for (int q : _finals)
+      if (q < 1 || q > _states)
+        throw PimExecutionError(rt.source(), what + "final state " + std::to_string(q) + " outside 1.." +
+                                                 std::to_string(_states));
+    if (_initial < 1 || _initial > _states)
+      throw PimExecutionError(rt.source(), what + "initial state " + std::to_string(_initial) + " outside 1.." +
+                                               std::to_string(_states));
+  }
+
+  NuvCPAutomatonSpec spec() const {
+    NuvCPAutomatonSpec s;
+    s.states = _states;
+    s.symbols = _symbols;
+    s.delta = _delta.data();
+    s.initial = _initial;
+    s.finals = _finals.data();
+    s.finalCount = static_cast<int>(_finals.size());
+    return s;
+  }
+  int states() const { return _states; }
+  int symbols() const { return _symbols; }
+  bool accepts(const std::vector<int>& word) const {
+    int q = _initial;
+    for (int v : word) {
+      if (q == 0 || v < 1 || v > _symbols) return false;
+      q = _delta[static_cast<std::size_t>((q - 1) * _symbols + v - 1)];
+    }
+    for (int f : _finals)
+      if (q == f) return true;
+    return false;
+  }
+
+  static const RavMethodTable* methodTable();
+
+  class Factory : public NuvCPFactory<NuvCPAutomaton> {
+   public:
+    using NuvCPFactory::NuvCPFactory;
+    std::size_t classSize() const override { return sizeof(Factory); }
+  };
+
+ private:
+  int _states = 0, _symbols = 0, _initial = 1;
+  std::vector<int> _delta, _finals;
+};
+
+NuvCPAutomaton* automatonOf(NuvNativeObject* o) { return static_cast<NuvCPAutomaton*>(o); }
+RavValue mStates(RavRuntime&, NuvNativeObject* o, int) { return RavValue(automatonOf(o)->states()); }
+RavValue mSymbols(RavRuntime&, NuvNativeObject* o, int) { return RavValue(automatonOf(o)->symbols()); }
+RavValue mAccepts(RavRuntime& rt, NuvNativeObject* o, int) {
+  return RavValue(automatonOf(o)->accepts(NuvCPArgs(rt, "accepts", {"int[]"}).intValues(0)) ? 1 : 0);
+}
+const RavMethod kMethods[] = {
+    {"getStates", mStates, 0, 0},
+    {"getSymbols", mSymbols, 0, 0},
+    {"accepts", mAccepts, 1, 1},
+};
+const RavMethodTable kTable{kMethods, sizeof(kMethods) / sizeof(kMethods[0])};
+const RavMethodTable* NuvCPAutomaton::methodTable() { return &kTable; }
+
+// CP$Regular(x, automaton), CP$CostRegular(x, automaton, cost, c).
+class NuvCPRegularCstr : public NuvCPCstr {
+ public:
+  using NuvCPCstr::NuvCPCstr;
+  std::size_t classSize() const override { return sizeof(NuvCPRegularCstr); }
+  void mark(PimMarker& m) override {
+    m.mark(_automaton);
+    for (NuvCPIntVarI* x : _x) m.mark(x);
+    if (_c) m.mark(_c);
+  }
+
+  void init(RavRuntime& rt, int nargs) override {
+    _costed = nativeClass()->name() == "CP$CostRegular";
+    if (nargs != (_costed ? 4 : 2)) NuvCPCstr::init(rt, nargs);
+    NuvCPArgs a = _costed ? NuvCPArgs(rt, "CostRegular", {"var<CP>{int}[]", "CP$Automaton", "int[]", "var<CP>{int}"})
+                          : NuvCPArgs(rt, "Regular", {"var<CP>{int}[]", "CP$Automaton"});
+    _x = a.intVars(0);
+    _automaton = automatonOf(a.object(1, "CP$Automaton"));
+    if (_costed) {
+      _cost = a.intValues(2);
+      _c = a.intVar(3);
+      const auto cells = static_cast<std::size_t>(_automaton->states()) *
+                         static_cast<std::size_t>(_automaton->symbols());
+      if (_cost.size() != cells)
+        throw PimExecutionError(rt.source(), "CostRegular: " + std::to_string(_cost.size()) + " costs for " +
+                                                 std::to_string(cells) + " transitions");
+    }
+    accepted(rt, nargs);
+  }
+
+  NuvCPDaemonI* build(NuvCPManagerI* s) override {
+    bool mine = !_c || _c->getSolver() == s;
+    for (NuvCPIntVarI* x : _x) mine = mine && x->getSolver() == s;
+    if (!mine)
+      throw PimExecutionError(PimSource(), nativeClass()->name() +
+                                               ": posted to a solver its variables do not belong to");
+    NuvCPAutomatonSpec spec = _automaton->spec();
+    if (_costed) spec.cost = _cost.data();
+    return nuvCPNew<NuvCPRegularI>(s->allocator(), s, static_cast<int>(_x.size()), _x.data(), spec, _c);
+  }
+
+  static const RavMethodTable* methodTable() { return nullptr; }
+
+  class Factory : public NuvCPFactory<NuvCPRegularCstr> {
+   public:
+    using NuvCPFactory::NuvCPFactory;
+    std::size_t classSize() const override { return sizeof(Factory); }
+  };
+
+ private:
+  std::vector<NuvCPIntVarI*> _x;
+  NuvCPAutomaton* _automaton = nullptr;
+  std::vector<int> _cost;
+  NuvCPIntVarI* _c = nullptr;
+  bool _costed = false;
+};
+
+}  // namespace
+
+NuvInstanceFactory* nuvCPAutomatonFactory(PimAllocator* a, const char* name) {
+  if (std::string(name) == "CP$Automaton") return pimCreate<NuvCPAutomaton::Factory>(a, a, name);
+  return pimCreate<NuvCPRegularCstr::Factory>(a, a, name);
+}
