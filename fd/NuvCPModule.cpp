@@ -13,6 +13,7 @@
 #include "fd/NuvCPAllDiff.h"
 #include "fd/NuvCPArith.h"
 #include "fd/NuvCPAutomaton.h"
+#include "fd/NuvCPCardinality.h"
 #include "fd/NuvCPArithI.h"
 #include "fd/NuvCPElement.h"
 #include "fd/NuvCPElementI.h"
@@ -93,7 +94,7 @@ const ClassRow kClasses[] = {
     {"CP$LogicOr", nuvCPRelationFactory},
     {"CP$LogicAnd", nuvCPRelationFactory},
     {"CP$LogicImply", nuvCPRelationFactory},
-    {"CP$Cardinality", unavailable},
+    {"CP$Cardinality", nuvCPCardinalityFactory},
     {"CP$SoftCardinality", unavailable},
     {"CP$SoftAtLeast", unavailable},
     {"CP$SoftAtMost", unavailable},

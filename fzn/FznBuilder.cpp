@@ -117,6 +117,8 @@ FznBuilder::FznBuilder(const FznModel& model, RavRuntime& rt, NuvNativeObject* s
       {"nuvfd_table_bool_reif", {&B::tableIntReif, {BVA, BA, BV}}},
       {"nuvfd_inverse", {&B::inverse, {IVA, I, IVA, I}}},
       {"nuvfd_regular", {&B::regular, {IVA, I, I, IA, I, IA}}},
+      {"nuvfd_global_cardinality", {&B::globalCardinality, {IVA, IA, IVA, I}}},
+      {"nuvfd_global_cardinality_low_up", {&B::globalCardinality, {IVA, IA, IA, IA, I}}},
       {"nuvfd_cost_regular", {&B::regular, {IVA, I, I, IA, I, IA, IA, IV}}},
   };
 }
@@ -1437,6 +1439,18 @@ void FznBuilder::regular(const FznConstraint& c) {
                             RavValue(var(c.args[7]))});
   else
     post("CP$Regular", {RavValue(vars(c.args[0])), RavValue(automaton)});
+}
+
+// global_cardinality and its closed and low-up forms (the last argument
+// says closed).
+void FznBuilder::globalCardinality(const FznConstraint& c) {
+  const int closed = fixedValue(c.args.back()) != 0 ? 1 : 0;
+  if (c.args.size() == 4)
+    post("CP$Cardinality", {RavValue(vars(c.args[0])), RavValue(constants(c, 1)), RavValue(vars(c.args[2])),
+                            RavValue(closed)});
+  else
+    post("CP$Cardinality", {RavValue(vars(c.args[0])), RavValue(constants(c, 1)), RavValue(constants(c, 2)),
+                            RavValue(constants(c, 3)), RavValue(closed)});
 }
 
 void FznBuilder::inverse(const FznConstraint& c) {

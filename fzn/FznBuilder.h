@@ -196,6 +196,7 @@ class FznBuilder {
   NuvNativeObject* tableObject(const FznConstraint& c, std::size_t n);
   void inverse(const FznConstraint& c);
   void regular(const FznConstraint& c);
+  void globalCardinality(const FznConstraint& c);
   RavIntArray constants(const FznConstraint& c, std::size_t k) const;
 
   // Shared shapes.

@@ -518,6 +518,38 @@ TEST_F(LanguageTest, AutomatonObjects) {
   EXPECT_EQ(call(cost, "getMin").asInt(), 6);  // 1 -2-> 2 costs 5, 2 -1-> 1 costs 1
 }
 
+TEST_F(LanguageTest, CardinalityObjects) {
+  NuvNativeObject* s = makeStore();
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  NuvNativeObject* a = makeVar(s, 1, 2);
+  NuvNativeObject* b = makeVar(s, 1, 2);
+  NuvNativeObject* c = makeVar(s, 1, 3);
+  const RavObjectArray x{1, {a, b, c}};
+  EXPECT_EQ(errorOf<PimExecutionError>([&] {
+              create("CP$Cardinality", {x, RavIntArray{1, {1, 1}}, RavIntArray{1, {0, 0}}, RavIntArray{1, {1, 1}}});
+            }),
+            "Cardinality: value 1 is listed twice");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] {
+              create("CP$Cardinality", {x, RavIntArray{1, {1, 2}}, RavObjectArray{1, {a}}});
+            }),
+            "Cardinality: the value and count arrays differ in size");
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$Cardinality", {x, RavValue(), RavObjectArray{1, {a}}}); }),
+            "Cardinality(var<CP>{int}[],null,var<CP>{int}[])");
+  // 1 and 2 exactly once each, closed over 1..3: c takes 3.
+  EXPECT_EQ(call(s, "post", create("CP$Cardinality", {x, RavIntArray{1, {1, 2, 3}}, RavIntArray{1, {1, 1, 0}},
+                                                       RavIntArray{1, {1, 1, 3}}, 1}))
+                .asInt(),
+            2);
+  EXPECT_EQ(call(c, "getMin").asInt(), 3);
+  NuvNativeObject* n1 = makeVar(s, 0, 5);
+  EXPECT_EQ(call(s, "post", create("CP$Cardinality", {x, RavIntArray{1, {3}}, RavObjectArray{1, {n1}}})).asInt(), 2);
+  EXPECT_EQ(call(n1, "getMin").asInt(), 1);
+  EXPECT_EQ(call(n1, "getMax").asInt(), 1);
+}
+
 TEST_F(LanguageTest, ShavingObjects) {
   NuvNativeObject* s = makeStore();
   auto create = [&](const char* cls, std::vector<RavValue> args) {
