@@ -14,6 +14,7 @@
 #include "fd/NuvCPArith.h"
 #include "fd/NuvCPAutomaton.h"
 #include "fd/NuvCPCardinality.h"
+#include "fd/NuvCPLex.h"
 #include "fd/NuvCPArithI.h"
 #include "fd/NuvCPElement.h"
 #include "fd/NuvCPElementI.h"
@@ -114,7 +115,7 @@ const ClassRow kClasses[] = {
     {"CP$LinearGEQ", nuvCPLinearFactory},
     {"CP$EqualAC", nuvCPRelationFactory},
     {"CP$Pair", unavailable},
-    {"CP$LexLeq", unavailable},
+    {"CP$LexLeq", nuvCPLexFactory},
     {"CP$Minimize", nuvCPObjectiveFactory},
     {"CP$Domain", factory<NuvCPDomain>},
     {"CP$Adapter", unavailable},

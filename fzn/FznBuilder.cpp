@@ -118,6 +118,8 @@ FznBuilder::FznBuilder(const FznModel& model, RavRuntime& rt, NuvNativeObject* s
       {"nuvfd_inverse", {&B::inverse, {IVA, I, IVA, I}}},
       {"nuvfd_regular", {&B::regular, {IVA, I, I, IA, I, IA}}},
       {"nuvfd_global_cardinality", {&B::globalCardinality, {IVA, IA, IVA, I}}},
+      {"nuvfd_lex_int", {&B::lex, {IVA, IVA, I}}},
+      {"nuvfd_lex_bool", {&B::lex, {BVA, BVA, I}}},
       {"nuvfd_global_cardinality_low_up", {&B::globalCardinality, {IVA, IA, IA, IA, I}}},
       {"nuvfd_cost_regular", {&B::regular, {IVA, I, I, IA, I, IA, IA, IV}}},
   };
@@ -1451,6 +1453,13 @@ void FznBuilder::globalCardinality(const FznConstraint& c) {
   else
     post("CP$Cardinality", {RavValue(vars(c.args[0])), RavValue(constants(c, 1)), RavValue(constants(c, 2)),
                             RavValue(constants(c, 3)), RavValue(closed)});
+}
+
+// lex_lesseq / lex_less over int or bool arrays (the last argument says
+// strict).
+void FznBuilder::lex(const FznConstraint& c) {
+  post("CP$LexLeq", {RavValue(vars(c.args[0])), RavValue(vars(c.args[1])),
+                     RavValue(fixedValue(c.args[2]) != 0 ? 1 : 0)});
 }
 
 void FznBuilder::inverse(const FznConstraint& c) {

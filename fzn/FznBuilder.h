@@ -197,6 +197,7 @@ class FznBuilder {
   void inverse(const FznConstraint& c);
   void regular(const FznConstraint& c);
   void globalCardinality(const FznConstraint& c);
+  void lex(const FznConstraint& c);
   RavIntArray constants(const FznConstraint& c, std::size_t k) const;
 
   // Shared shapes.

@@ -550,6 +550,21 @@ TEST_F(LanguageTest, CardinalityObjects) {
   EXPECT_EQ(call(n1, "getMax").asInt(), 1);
 }
 
+TEST_F(LanguageTest, LexObjects) {
+  NuvNativeObject* s = makeStore();
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  NuvNativeObject* a = makeVar(s, 0, 5);
+  NuvNativeObject* b = makeVar(s, 2, 2);
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$LexLeq", {RavValue(), RavObjectArray{1, {b}}}); }),
+            "LexLeq(null,var<CP>{int}[])");
+  // [a] <lex [b]: a < 2.
+  EXPECT_EQ(call(s, "post", create("CP$LexLeq", {RavObjectArray{1, {a}}, RavObjectArray{1, {b}}, 1})).asInt(), 2);
+  EXPECT_EQ(call(a, "getMax").asInt(), 1);
+}
+
 TEST_F(LanguageTest, ShavingObjects) {
   NuvNativeObject* s = makeStore();
   auto create = [&](const char* cls, std::vector<RavValue> args) {

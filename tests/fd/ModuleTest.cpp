@@ -72,10 +72,10 @@ TEST(Module, ClassesNotBuiltYetSayWhatIsMissing) {
   reg(&program, nullptr);
   RavRuntime rt(program);
   try {
-    rt.create("CP$CostRegular", 0);
+    rt.create("CP$SetUnion", 0);
     FAIL() << "no error";
   } catch (const PimExecutionError& e) {
-    EXPECT_EQ(e.message(), "class CP$CostRegular is not available in this build of nuvfd");
+    EXPECT_EQ(e.message(), "class CP$SetUnion is not available in this build of nuvfd");
   }
 }
 

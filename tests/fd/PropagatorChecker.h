@@ -654,6 +654,11 @@ inline std::vector<Filling> sharedFillings(int arity, const std::vector<int>& of
 inline Stats checkShared(const Filling& fill, const std::vector<std::pair<int, int>>& ranges,
                          Post post, Predicate holds, Options o = {},
                          const std::vector<bool>& boolean = {}) {
+  if (fill.size() != ranges.size()) {
+    ADD_FAILURE() << "filling " << show(fill) << " has " << fill.size() << " positions, the ranges "
+                  << ranges.size();
+    return {};
+  }
   int nvars = 0;
   for (const Fill& f : fill) nvars = std::max(nvars, f.var + 1);
   std::vector<std::pair<int, int>> varRanges(static_cast<std::size_t>(nvars), {INT32_MAX, INT32_MIN});
@@ -666,6 +671,12 @@ inline Stats checkShared(const Filling& fill, const std::vector<std::pair<int, i
   }
   for (std::size_t v = 0; v < varRanges.size(); ++v)
     if (isBool[v]) varRanges[v] = {0, 1};
+  // A variable no position names would get no domain at all.
+  for (std::size_t v = 0; v < varRanges.size(); ++v)
+    if (varRanges[v].first > varRanges[v].second) {
+      ADD_FAILURE() << "filling " << show(fill) << " leaves variable " << v << " unused";
+      return {};
+    }
   MakeVar make = [isBool](NuvCPManagerI& s, int i, const Domain& d) {
     return isBool[static_cast<std::size_t>(i)] ? makeBoolVar(s, i, d) : makeIntVar(s, i, d);
   };

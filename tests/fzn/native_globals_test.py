@@ -262,7 +262,28 @@ def gcc_family(closed, low_up):
     return gen
 
 
-GLOBALS = {"regular": regular, "global_cardinality": gcc_family(False, False),
+def lex_family(strict, boolean):
+    def gen(rng):
+        """Two arrays of 2-4 (sometimes different lengths) over small
+        domains; all solutions, or a least weighted sum."""
+        nx, ny = rng.randint(2, 4), rng.randint(2, 4)
+        if rng.random() < 0.6:
+            ny = nx
+        t = "bool" if boolean else "0..2"
+        lines = ['include "globals.mzn";', f"array[1..{nx}] of var {t}: x;", f"array[1..{ny}] of var {t}: y;"]
+        lines.append(f"constraint lex_{'less' if strict else 'lesseq'}(x, y);")
+        if not boolean and rng.random() < 0.3:
+            lines.append(f"solve minimize sum(i in 1..{ny})(i * y[i]) - x[1];")
+            lines.append(f'output ["obj=\\(sum(i in 1..{ny})(i * y[i]) - x[1])\\n"];')
+            return "\n".join(lines) + "\n", True
+        lines.append("solve satisfy;")
+        lines.append('output ["x=\\(x) y=\\(y)\\n"];')
+        return "\n".join(lines) + "\n", False
+    return gen
+
+
+GLOBALS = {"regular": regular, "lex_lesseq_int": lex_family(False, False), "lex_less_int": lex_family(True, False),
+           "lex_lesseq_bool": lex_family(False, True), "lex_less_bool": lex_family(True, True), "global_cardinality": gcc_family(False, False),
            "global_cardinality_closed": gcc_family(True, False),
            "global_cardinality_low_up": gcc_family(False, True),
            "global_cardinality_low_up_closed": gcc_family(True, True), "cost_regular": cost_regular, "cumulative": cumulative, "cumulative_opt": cumulative_opt, "all_different_int": all_different,
@@ -306,8 +327,9 @@ def uses_native(minizinc, msc, mzn, fzn, name):
                        capture_output=True, text=True, timeout=120)
     if r.returncode != 0:
         return False
-    # The closed forms share their builtin with the open ones.
-    base = name.replace("_closed", "")
+    # Some forms share a builtin: the closed ones with the open ones, lex
+    # with its strict form.
+    base = name.replace("_closed", "").replace("lex_lesseq", "lex").replace("lex_less", "lex")
     with open(fzn) as f:
         return any(l.startswith((f"constraint fzn_{name}(", f"constraint nuvfd_{base}(")) for l in f)
 
