@@ -11,6 +11,7 @@
 #include "fd/NuvCPBitVar.h"
 #include "fd/NuvCPConstraintI.h"
 #include "fd/NuvCPAllDiff.h"
+#include "fd/NuvCPAmong.h"
 #include "fd/NuvCPArith.h"
 #include "fd/NuvCPAutomaton.h"
 #include "fd/NuvCPCardinality.h"
@@ -97,8 +98,8 @@ const ClassRow kClasses[] = {
     {"CP$LogicImply", nuvCPRelationFactory},
     {"CP$Cardinality", nuvCPCardinalityFactory},
     {"CP$SoftCardinality", unavailable},
-    {"CP$SoftAtLeast", unavailable},
-    {"CP$SoftAtMost", unavailable},
+    {"CP$SoftAtLeast", nuvCPAmongFactory},
+    {"CP$SoftAtMost", nuvCPAmongFactory},
     {"CP$SetCardinality", unavailable},
     {"CP$Stretch", unavailable},
     {"CP$Element", nuvCPElementFactory},

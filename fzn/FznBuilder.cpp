@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "fd/NuvCPAllDiffI.h"
+#include "fd/NuvCPAmongI.h"
 #include "fd/NuvCPIVarI.h"
 #include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPIntVar.h"
@@ -119,6 +120,7 @@ FznBuilder::FznBuilder(const FznModel& model, RavRuntime& rt, NuvNativeObject* s
       {"nuvfd_regular", {&B::regular, {IVA, I, I, IA, I, IA}}},
       {"nuvfd_global_cardinality", {&B::globalCardinality, {IVA, IA, IVA, I}}},
       {"nuvfd_lex_int", {&B::lex, {IVA, IVA, I}}},
+      {"nuvfd_among", {&B::among, {IV, IVA, IA}}},
       {"nuvfd_lex_bool", {&B::lex, {BVA, BVA, I}}},
       {"nuvfd_global_cardinality_low_up", {&B::globalCardinality, {IVA, IA, IA, IA, I}}},
       {"nuvfd_cost_regular", {&B::regular, {IVA, I, I, IA, I, IA, IA, IV}}},
@@ -1460,6 +1462,20 @@ void FznBuilder::globalCardinality(const FznConstraint& c) {
 void FznBuilder::lex(const FznConstraint& c) {
   post("CP$LexLeq", {RavValue(vars(c.args[0])), RavValue(vars(c.args[1])),
                      RavValue(fixedValue(c.args[2]) != 0 ? 1 : 0)});
+}
+
+// among(n, x, S) and the counts of one constant value: no language class
+// has the exact form (the soft ones take a bound), so the propagator goes
+// on the store directly.
+void FznBuilder::among(const FznConstraint& c) {
+  if (_failed) return;
+  const std::vector<NuvCPIntVarI*> xs = implVars(vars(c.args[1]));
+  const RavIntArray set = constants(c, 2);
+  const std::vector<int> values(set.values.begin(), set.values.end());
+  NuvCPManagerI* s = store();
+  auto* p = nuvCPNew<NuvCPAmongI>(s->allocator(), s, static_cast<int>(xs.size()), xs.data(),
+                                  static_cast<int>(values.size()), values.data(), implVar(c.args[0]));
+  postPropagator(p && p->ok() ? p : nullptr, c);
 }
 
 void FznBuilder::inverse(const FznConstraint& c) {

@@ -198,6 +198,7 @@ class FznBuilder {
   void regular(const FznConstraint& c);
   void globalCardinality(const FznConstraint& c);
   void lex(const FznConstraint& c);
+  void among(const FznConstraint& c);
   RavIntArray constants(const FznConstraint& c, std::size_t k) const;
 
   // Shared shapes.

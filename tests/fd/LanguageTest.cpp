@@ -565,6 +565,28 @@ TEST_F(LanguageTest, LexObjects) {
   EXPECT_EQ(call(a, "getMax").asInt(), 1);
 }
 
+TEST_F(LanguageTest, SoftCountObjects) {
+  NuvNativeObject* s = makeStore();
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  NuvNativeObject* a = makeVar(s, 0, 1);
+  NuvNativeObject* b = makeVar(s, 0, 1);
+  NuvNativeObject* v = makeVar(s, 0, 9);
+  const RavObjectArray x{1, {a, b}};
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$SoftAtMost", {x, RavIntArray{1, {1}}, 1, RavValue()}); }),
+            "SoftAtMost(var<CP>{int}[],int[],int,null)");
+  // At least 3 ones among two: the violation is 1 at least, 3 at most.
+  EXPECT_EQ(call(s, "post", create("CP$SoftAtLeast", {x, RavIntArray{1, {1}}, 3, v})).asInt(), 2);
+  EXPECT_EQ(call(v, "getMin").asInt(), 1);
+  EXPECT_EQ(call(v, "getMax").asInt(), 3);
+  // At most none: no violation allowed, so both are 0.
+  EXPECT_EQ(call(s, "post", create("CP$SoftAtMost", {x, RavIntArray{1, {1}}, 0, makeVar(s, 0, 0)})).asInt(), 2);
+  EXPECT_EQ(call(a, "getMax").asInt(), 0);
+  EXPECT_EQ(call(v, "getMin").asInt(), 3);
+}
+
 TEST_F(LanguageTest, ShavingObjects) {
   NuvNativeObject* s = makeStore();
   auto create = [&](const char* cls, std::vector<RavValue> args) {

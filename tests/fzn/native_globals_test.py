@@ -282,7 +282,37 @@ def lex_family(strict, boolean):
     return gen
 
 
-GLOBALS = {"regular": regular, "lex_lesseq_int": lex_family(False, False), "lex_less_int": lex_family(True, False),
+def among(rng):
+    """n = the number of x in a random set, n a variable; all solutions
+    or the largest n."""
+    n = rng.randint(3, 5)
+    v = sorted(rng.sample(range(0, 5), rng.randint(1, 3)))
+    lines = ['include "globals.mzn";', f"array[1..{n}] of var 0..4: x;", f"var {rng.randint(0, 2)}..{n}: k;"]
+    lines.append(f"constraint among(k, x, {{{', '.join(map(str, v))}}});")
+    for i in range(1, n + 1):
+        if rng.random() < 0.3:
+            lines.append(f"constraint x[{i}] != {rng.randint(0, 4)};")
+    if rng.random() < 0.3:
+        lines += ["solve maximize k - x[1];", 'output ["k=\\(k)\\n"];']
+        return "\n".join(lines) + "\n", True
+    lines += ["solve satisfy;", 'output ["x=\\(x) k=\\(k)\\n"];']
+    return "\n".join(lines) + "\n", False
+
+
+def count_par(rel):
+    def gen(rng):
+        """count_<rel>(x, y, c) with constant y and c; all solutions."""
+        n = rng.randint(3, 5)
+        lines = ['include "globals.mzn";', f"array[1..{n}] of var 0..3: x;"]
+        lines.append(f"constraint count_{rel}(x, {rng.randint(0, 3)}, {rng.randint(0, n)});")
+        lines += ["solve satisfy;", 'output ["x=\\(x)\\n"];']
+        return "\n".join(lines) + "\n", False
+    return gen
+
+
+GLOBALS = {"regular": regular, "among": among, "count_eq_par": count_par("eq"), "count_leq_par": count_par("leq"),
+           "count_geq_par": count_par("geq"), "count_lt_par": count_par("lt"), "count_gt_par": count_par("gt"),
+           "count_neq_par": count_par("neq"), "lex_lesseq_int": lex_family(False, False), "lex_less_int": lex_family(True, False),
            "lex_lesseq_bool": lex_family(False, True), "lex_less_bool": lex_family(True, True), "global_cardinality": gcc_family(False, False),
            "global_cardinality_closed": gcc_family(True, False),
            "global_cardinality_low_up": gcc_family(False, True),
@@ -330,6 +360,8 @@ def uses_native(minizinc, msc, mzn, fzn, name):
     # Some forms share a builtin: the closed ones with the open ones, lex
     # with its strict form.
     base = name.replace("_closed", "").replace("lex_lesseq", "lex").replace("lex_less", "lex")
+    if name.startswith("count_"):
+        base = "among"
     with open(fzn) as f:
         return any(l.startswith((f"constraint fzn_{name}(", f"constraint nuvfd_{base}(")) for l in f)
 

@@ -1,0 +1,63 @@
+#include "fd/NuvCPAmong.h"
+
+#include <string>
+#include <vector>
+
+#include "fd/NuvCPAmongI.h"
+#include "fd/NuvCPManagerI.h"
+#include "host/PimError.h"
+
+namespace {
+
+class NuvCPSoftCount : public NuvCPCstr {
+ public:
+  using NuvCPCstr::NuvCPCstr;
+  std::size_t classSize() const override { return sizeof(NuvCPSoftCount); }
+  void mark(PimMarker& m) override {
+    for (NuvCPIntVarI* x : _x) m.mark(x);
+    if (_violation) m.mark(_violation);
+  }
+
+  void init(RavRuntime& rt, int nargs) override {
+    _atLeast = nativeClass()->name() == "CP$SoftAtLeast";
+    if (nargs != 4) NuvCPCstr::init(rt, nargs);
+    NuvCPArgs a(rt, _atLeast ? "SoftAtLeast" : "SoftAtMost", {"var<CP>{int}[]", "int[]", "int", "var<CP>{int}"});
+    _x = a.intVars(0);
+    _values = a.intValues(1);
+    _bound = a.intValue(2);
+    _violation = a.intVar(3);
+    accepted(rt, nargs);
+  }
+
+  NuvCPDaemonI* build(NuvCPManagerI* s) override {
+    bool mine = _violation->getSolver() == s;
+    for (NuvCPIntVarI* x : _x) mine = mine && x->getSolver() == s;
+    if (!mine)
+      throw PimExecutionError(PimSource(), nativeClass()->name() +
+                                               ": posted to a solver its variables do not belong to");
+    return nuvCPNew<NuvCPAmongI>(s->allocator(), s, static_cast<int>(_x.size()), _x.data(),
+                                 static_cast<int>(_values.size()), _values.data(), _violation,
+                                 _atLeast ? NuvCPAmongI::kAtLeast : NuvCPAmongI::kAtMost, _bound);
+  }
+
+  static const RavMethodTable* methodTable() { return nullptr; }
+
+  class Factory : public NuvCPFactory<NuvCPSoftCount> {
+   public:
+    using NuvCPFactory::NuvCPFactory;
+    std::size_t classSize() const override { return sizeof(Factory); }
+  };
+
+ private:
+  std::vector<NuvCPIntVarI*> _x;
+  std::vector<int> _values;
+  int _bound = 0;
+  NuvCPIntVarI* _violation = nullptr;
+  bool _atLeast = false;
+};
+
+}  // namespace
+
+NuvInstanceFactory* nuvCPAmongFactory(PimAllocator* a, const char* name) {
+  return pimCreate<NuvCPSoftCount::Factory>(a, a, name);
+}

@@ -1,0 +1,12 @@
+// Native classes of soft counting.
+//
+//   CP$SoftAtLeast(x, values, bound, violation)
+//        violation = max(0, bound - #{i : x[i] in values})
+//   CP$SoftAtMost(x, values, bound, violation)
+//        violation = max(0, #{i : x[i] in values} - bound)
+//   (NuvCPAmongI.h; a violation fixed to 0 is the hard form)
+#pragma once
+
+#include "fd/NuvCPNative.h"
+
+NuvInstanceFactory* nuvCPAmongFactory(PimAllocator* a, const char* name);
