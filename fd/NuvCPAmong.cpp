@@ -5,6 +5,7 @@
 
 #include "fd/NuvCPAmongI.h"
 #include "fd/NuvCPManagerI.h"
+#include "fd/NuvCPNValueI.h"
 #include "host/PimError.h"
 
 namespace {
@@ -56,8 +57,48 @@ class NuvCPSoftCount : public NuvCPCstr {
   bool _atLeast = false;
 };
 
+// CP$AtLeastNValue(x, n): at least n distinct values among x.
+class NuvCPAtLeastNValue : public NuvCPCstr {
+ public:
+  using NuvCPCstr::NuvCPCstr;
+  std::size_t classSize() const override { return sizeof(NuvCPAtLeastNValue); }
+  void mark(PimMarker& m) override {
+    for (NuvCPIntVarI* x : _x) m.mark(x);
+    if (_n) m.mark(_n);
+  }
+
+  void init(RavRuntime& rt, int nargs) override {
+    if (nargs != 2) NuvCPCstr::init(rt, nargs);
+    NuvCPArgs a(rt, "AtLeastNValue", {"var<CP>{int}[]", "var<CP>{int}"});
+    _x = a.intVars(0);
+    _n = a.intVar(1);
+    accepted(rt, nargs);
+  }
+
+  NuvCPDaemonI* build(NuvCPManagerI* s) override {
+    bool mine = _n->getSolver() == s;
+    for (NuvCPIntVarI* x : _x) mine = mine && x->getSolver() == s;
+    if (!mine)
+      throw PimExecutionError(PimSource(), "CP$AtLeastNValue: posted to a solver its variables do not belong to");
+    return nuvCPNew<NuvCPNValueI>(s->allocator(), s, static_cast<int>(_x.size()), _x.data(), _n, false);
+  }
+
+  static const RavMethodTable* methodTable() { return nullptr; }
+
+  class Factory : public NuvCPFactory<NuvCPAtLeastNValue> {
+   public:
+    using NuvCPFactory::NuvCPFactory;
+    std::size_t classSize() const override { return sizeof(Factory); }
+  };
+
+ private:
+  std::vector<NuvCPIntVarI*> _x;
+  NuvCPIntVarI* _n = nullptr;
+};
+
 }  // namespace
 
 NuvInstanceFactory* nuvCPAmongFactory(PimAllocator* a, const char* name) {
+  if (std::string(name) == "CP$AtLeastNValue") return pimCreate<NuvCPAtLeastNValue::Factory>(a, a, name);
   return pimCreate<NuvCPSoftCount::Factory>(a, a, name);
 }

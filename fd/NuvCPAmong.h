@@ -5,6 +5,8 @@
 //   CP$SoftAtMost(x, values, bound, violation)
 //        violation = max(0, #{i : x[i] in values} - bound)
 //   (NuvCPAmongI.h; a violation fixed to 0 is the hard form)
+//   CP$AtLeastNValue(x, n)   at least n distinct values among x
+//                            (NuvCPNValueI.h)
 #pragma once
 
 #include "fd/NuvCPNative.h"

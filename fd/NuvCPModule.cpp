@@ -106,7 +106,7 @@ const ClassRow kClasses[] = {
     {"CP$ElementVar", nuvCPElementFactory},
     {"CP$ElementVarSorted", nuvCPElementFactory},
     {"CP$AllDiff", nuvCPAllDiffFactory},
-    {"CP$AtLeastNValue", unavailable},
+    {"CP$AtLeastNValue", nuvCPAmongFactory},
     {"CP$SumBoolEqual", nuvCPLinearFactory},
     {"CP$SumBoolEqualCst", nuvCPLinearFactory},
     {"CP$LinearEquation", nuvCPLinearFactory},

@@ -11,6 +11,7 @@
 #include "fd/NuvCPIntVar.h"
 #include "fd/NuvCPManager.h"
 #include "fd/NuvCPManagerI.h"
+#include "fd/NuvCPNValueI.h"
 #include "fd/NuvCPNative.h"
 #include "fd/NuvCPTable.h"
 #include "fd/NuvCPTableI.h"
@@ -121,6 +122,7 @@ FznBuilder::FznBuilder(const FznModel& model, RavRuntime& rt, NuvNativeObject* s
       {"nuvfd_global_cardinality", {&B::globalCardinality, {IVA, IA, IVA, I}}},
       {"nuvfd_lex_int", {&B::lex, {IVA, IVA, I}}},
       {"nuvfd_among", {&B::among, {IV, IVA, IA}}},
+      {"nuvfd_nvalue", {&B::nvalue, {IV, IVA}}},
       {"nuvfd_lex_bool", {&B::lex, {BVA, BVA, I}}},
       {"nuvfd_global_cardinality_low_up", {&B::globalCardinality, {IVA, IA, IA, IA, I}}},
       {"nuvfd_cost_regular", {&B::regular, {IVA, I, I, IA, I, IA, IA, IV}}},
@@ -1475,6 +1477,17 @@ void FznBuilder::among(const FznConstraint& c) {
   NuvCPManagerI* s = store();
   auto* p = nuvCPNew<NuvCPAmongI>(s->allocator(), s, static_cast<int>(xs.size()), xs.data(),
                                   static_cast<int>(values.size()), values.data(), implVar(c.args[0]));
+  postPropagator(p && p->ok() ? p : nullptr, c);
+}
+
+// nvalue(n, x): the exact form has no language class (CP$AtLeastNValue is
+// the one-sided one), so the propagator goes on the store directly.
+void FznBuilder::nvalue(const FznConstraint& c) {
+  if (_failed) return;
+  const std::vector<NuvCPIntVarI*> xs = implVars(vars(c.args[1]));
+  NuvCPManagerI* s = store();
+  auto* p = nuvCPNew<NuvCPNValueI>(s->allocator(), s, static_cast<int>(xs.size()), xs.data(), implVar(c.args[0]),
+                                   true);
   postPropagator(p && p->ok() ? p : nullptr, c);
 }
 

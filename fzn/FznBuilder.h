@@ -199,6 +199,7 @@ class FznBuilder {
   void globalCardinality(const FznConstraint& c);
   void lex(const FznConstraint& c);
   void among(const FznConstraint& c);
+  void nvalue(const FznConstraint& c);
   RavIntArray constants(const FznConstraint& c, std::size_t k) const;
 
   // Shared shapes.

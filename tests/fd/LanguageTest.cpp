@@ -585,6 +585,10 @@ TEST_F(LanguageTest, SoftCountObjects) {
   EXPECT_EQ(call(s, "post", create("CP$SoftAtMost", {x, RavIntArray{1, {1}}, 0, makeVar(s, 0, 0)})).asInt(), 2);
   EXPECT_EQ(call(a, "getMax").asInt(), 0);
   EXPECT_EQ(call(v, "getMin").asInt(), 3);
+  // At least 3 distinct values among a and b (both 0 now): fails.
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$AtLeastNValue", {x, RavValue()}); }),
+            "AtLeastNValue(var<CP>{int}[],null)");
+  EXPECT_EQ(call(s, "post", create("CP$AtLeastNValue", {x, makeVar(s, 2, 3)})).asInt(), 0);
 }
 
 TEST_F(LanguageTest, ShavingObjects) {

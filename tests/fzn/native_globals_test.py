@@ -310,7 +310,23 @@ def count_par(rel):
     return gen
 
 
-GLOBALS = {"regular": regular, "among": among, "count_eq_par": count_par("eq"), "count_leq_par": count_par("leq"),
+def nvalue(rng):
+    """n distinct values among 3-5 variables; all solutions, or the
+    fewest values."""
+    n = rng.randint(3, 5)
+    lines = ['include "globals.mzn";', f"array[1..{n}] of var 0..3: x;", f"var 0..{n}: k;",
+             "constraint nvalue(k, x);"]
+    for i in range(1, n + 1):
+        if rng.random() < 0.3:
+            lines.append(f"constraint x[{i}] != {rng.randint(0, 3)};")
+    if rng.random() < 0.3:
+        lines += ["solve minimize k;", 'output ["k=\\(k)\\n"];']
+        return "\n".join(lines) + "\n", True
+    lines += ["solve satisfy;", 'output ["x=\\(x) k=\\(k)\\n"];']
+    return "\n".join(lines) + "\n", False
+
+
+GLOBALS = {"regular": regular, "nvalue": nvalue, "among": among, "count_eq_par": count_par("eq"), "count_leq_par": count_par("leq"),
            "count_geq_par": count_par("geq"), "count_lt_par": count_par("lt"), "count_gt_par": count_par("gt"),
            "count_neq_par": count_par("neq"), "lex_lesseq_int": lex_family(False, False), "lex_less_int": lex_family(True, False),
            "lex_lesseq_bool": lex_family(False, True), "lex_less_bool": lex_family(True, True), "global_cardinality": gcc_family(False, False),
