@@ -6,6 +6,7 @@
 #include "fd/NuvCPAmongI.h"
 #include "fd/NuvCPManagerI.h"
 #include "fd/NuvCPNValueI.h"
+#include "fd/NuvCPSlidingSumI.h"
 #include "host/PimError.h"
 
 namespace {
@@ -96,9 +97,52 @@ class NuvCPAtLeastNValue : public NuvCPCstr {
   NuvCPIntVarI* _n = nullptr;
 };
 
+// CP$SequenceLink(x, low, up, q): every q consecutive x sum to low..up.
+class NuvCPSequenceLink : public NuvCPCstr {
+ public:
+  using NuvCPCstr::NuvCPCstr;
+  std::size_t classSize() const override { return sizeof(NuvCPSequenceLink); }
+  void mark(PimMarker& m) override {
+    for (NuvCPIntVarI* x : _x) m.mark(x);
+  }
+
+  void init(RavRuntime& rt, int nargs) override {
+    if (nargs != 4) NuvCPCstr::init(rt, nargs);
+    NuvCPArgs a(rt, "SequenceLink", {"var<CP>{int}[]", "int", "int", "int"});
+    _x = a.intVars(0);
+    _low = a.intValue(1);
+    _up = a.intValue(2);
+    _q = a.intValue(3);
+    if (_q < 1) throw PimExecutionError(rt.source(), "SequenceLink: the window length " + std::to_string(_q) +
+                                                         " is not positive");
+    accepted(rt, nargs);
+  }
+
+  NuvCPDaemonI* build(NuvCPManagerI* s) override {
+    bool mine = true;
+    for (NuvCPIntVarI* x : _x) mine = mine && x->getSolver() == s;
+    if (!mine)
+      throw PimExecutionError(PimSource(), "CP$SequenceLink: posted to a solver its variables do not belong to");
+    return nuvCPNew<NuvCPSlidingSumI>(s->allocator(), s, static_cast<int>(_x.size()), _x.data(), _q, _low, _up);
+  }
+
+  static const RavMethodTable* methodTable() { return nullptr; }
+
+  class Factory : public NuvCPFactory<NuvCPSequenceLink> {
+   public:
+    using NuvCPFactory::NuvCPFactory;
+    std::size_t classSize() const override { return sizeof(Factory); }
+  };
+
+ private:
+  std::vector<NuvCPIntVarI*> _x;
+  int _low = 0, _up = 0, _q = 1;
+};
+
 }  // namespace
 
 NuvInstanceFactory* nuvCPAmongFactory(PimAllocator* a, const char* name) {
+  if (std::string(name) == "CP$SequenceLink") return pimCreate<NuvCPSequenceLink::Factory>(a, a, name);
   if (std::string(name) == "CP$AtLeastNValue") return pimCreate<NuvCPAtLeastNValue::Factory>(a, a, name);
   return pimCreate<NuvCPSoftCount::Factory>(a, a, name);
 }

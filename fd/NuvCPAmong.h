@@ -7,6 +7,9 @@
 //   (NuvCPAmongI.h; a violation fixed to 0 is the hard form)
 //   CP$AtLeastNValue(x, n)   at least n distinct values among x
 //                            (NuvCPNValueI.h)
+//   CP$SequenceLink(x, low, up, q)
+//                            every q consecutive x sum to low..up
+//                            (NuvCPSlidingSumI.h)
 #pragma once
 
 #include "fd/NuvCPNative.h"

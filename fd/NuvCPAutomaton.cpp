@@ -5,6 +5,7 @@
 
 #include "fd/NuvCPManagerI.h"
 #include "fd/NuvCPRegularI.h"
+#include "fd/NuvCPViewIntVarI.h"
 #include "host/PimError.h"
 
 namespace {
@@ -156,9 +157,65 @@ class NuvCPRegularCstr : public NuvCPCstr {
   bool _costed = false;
 };
 
+// CP$Stretch(x, values, shortest, longest): the automaton of the runs,
+// read through views that turn values into symbols.
+class NuvCPStretch : public NuvCPCstr {
+ public:
+  using NuvCPCstr::NuvCPCstr;
+  std::size_t classSize() const override { return sizeof(NuvCPStretch); }
+  void mark(PimMarker& m) override {
+    for (NuvCPIntVarI* x : _x) m.mark(x);
+  }
+
+  void init(RavRuntime& rt, int nargs) override {
+    if (nargs != 4) NuvCPCstr::init(rt, nargs);
+    NuvCPArgs a(rt, "Stretch", {"var<CP>{int}[]", "int[]", "int[]", "int[]"});
+    _x = a.intVars(0);
+    _values = a.intValues(1);
+    _shortest = a.intValues(2);
+    _longest = a.intValues(3);
+    if (_shortest.size() != _values.size() || _longest.size() != _values.size())
+      throw PimExecutionError(rt.source(), "Stretch: the value and length arrays differ in size");
+    _tables = nuvCPStretchAutomaton(static_cast<int>(_values.size()), _values.data(), _shortest.data(),
+                                    _longest.data(), static_cast<int>(_x.size()));
+    if (_tables.states == 0)
+      throw PimExecutionError(rt.source(), "Stretch: the values must be distinct, the lengths 1 <= shortest <= "
+                                           "longest, the values spanning fewer than 65536");
+    accepted(rt, nargs);
+  }
+
+  NuvCPDaemonI* build(NuvCPManagerI* s) override {
+    bool mine = true;
+    for (NuvCPIntVarI* x : _x) mine = mine && x->getSolver() == s;
+    if (!mine) throw PimExecutionError(PimSource(), "CP$Stretch: posted to a solver its variables do not belong to");
+    std::vector<NuvCPIntVarI*> symbols;
+    for (NuvCPIntVarI* x : _x) {
+      NuvCPIntVarI* v = nuvCPNew<NuvCPViewIntVarI>(s->allocator(), s->allocator(), s, x, 1 - _tables.low);
+      if (!v) return nullptr;
+      symbols.push_back(v);
+    }
+    return nuvCPNew<NuvCPRegularI>(s->allocator(), s, static_cast<int>(symbols.size()), symbols.data(),
+                                   _tables.spec());
+  }
+
+  static const RavMethodTable* methodTable() { return nullptr; }
+
+  class Factory : public NuvCPFactory<NuvCPStretch> {
+   public:
+    using NuvCPFactory::NuvCPFactory;
+    std::size_t classSize() const override { return sizeof(Factory); }
+  };
+
+ private:
+  std::vector<NuvCPIntVarI*> _x;
+  std::vector<int> _values, _shortest, _longest;
+  NuvCPAutomatonTables _tables;
+};
+
 }  // namespace
 
 NuvInstanceFactory* nuvCPAutomatonFactory(PimAllocator* a, const char* name) {
   if (std::string(name) == "CP$Automaton") return pimCreate<NuvCPAutomaton::Factory>(a, a, name);
+  if (std::string(name) == "CP$Stretch") return pimCreate<NuvCPStretch::Factory>(a, a, name);
   return pimCreate<NuvCPRegularCstr::Factory>(a, a, name);
 }

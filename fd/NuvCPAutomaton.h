@@ -10,6 +10,10 @@
 //   CP$CostRegular(x, automaton, cost, c)
 //        accepted, and c is the sum of cost[(q - 1) * symbols + (s - 1)]
 //        over the transitions taken
+//   CP$Stretch(x, values, shortest, longest)
+//        every maximal run of values[j] in x is shortest[j]..longest[j]
+//        long, and x takes no other value (compiled into CP$Regular's
+//        propagator)
 #pragma once
 
 #include "fd/NuvCPNative.h"

@@ -263,3 +263,58 @@ int NuvCPRegularI::post(int) {
   if (_cost) _cost->addBounds(this);
   return propagate();
 }
+
+NuvCPAutomatonTables nuvCPStretchAutomaton(int m, const int* values, const int* shortest, const int* longest,
+                                          int n) {
+  NuvCPAutomatonTables a;
+  if (m <= 0) return a;
+  const int low = *std::min_element(values, values + m), high = *std::max_element(values, values + m);
+  if (std::int64_t{high} - low >= 1 << 16) return a;
+  std::vector<int> cap(static_cast<std::size_t>(m)), first(static_cast<std::size_t>(m));
+  int states = 1;  // state 1: nothing read yet
+  for (int j = 0; j < m; ++j) {
+    if (shortest[j] < 1 || longest[j] < shortest[j]) return a;
+    for (int k = 0; k < j; ++k)
+      if (values[k] == values[j]) return a;
+    cap[static_cast<std::size_t>(j)] = std::min(longest[j], std::max(n, 1));
+    first[static_cast<std::size_t>(j)] = states + 1;  // state of a run of length 1
+    states += cap[static_cast<std::size_t>(j)];
+  }
+  a.states = states;
+  a.symbols = high - low + 1;
+  a.low = low;
+  a.delta.assign(static_cast<std::size_t>(states) * static_cast<std::size_t>(a.symbols), 0);
+  auto at = [&](int q, int value) -> int& {
+    return a.delta[static_cast<std::size_t>(q - 1) * static_cast<std::size_t>(a.symbols) +
+                   static_cast<std::size_t>(value - low)];
+  };
+  a.finals.push_back(1);
+  for (int j = 0; j < m; ++j) at(1, values[j]) = first[static_cast<std::size_t>(j)];
+  for (int j = 0; j < m; ++j)
+    for (int k = 1; k <= cap[static_cast<std::size_t>(j)]; ++k) {
+      const int q = first[static_cast<std::size_t>(j)] + k - 1;
+      if (k < cap[static_cast<std::size_t>(j)]) at(q, values[j]) = q + 1;
+      if (k >= shortest[j]) {
+        a.finals.push_back(q);
+        for (int o = 0; o < m; ++o)
+          if (o != j) at(q, values[o]) = first[static_cast<std::size_t>(o)];
+      }
+    }
+  return a;
+}
+
+NuvCPAutomatonTables nuvCPValuePrecedeAutomaton(int s, int t, int low, int high) {
+  NuvCPAutomatonTables a;
+  if (high < low || std::int64_t{high} - low >= 1 << 20) return a;
+  a.states = 2;
+  a.symbols = high - low + 1;
+  a.low = low;
+  a.delta.assign(2 * static_cast<std::size_t>(a.symbols), 0);
+  for (int v = low; v <= high; ++v) {
+    const auto k = static_cast<std::size_t>(v - low);
+    a.delta[k] = v == s ? 2 : v == t && s != t ? 0 : 1;  // s not seen yet
+    a.delta[static_cast<std::size_t>(a.symbols) + k] = 2;  // seen
+  }
+  a.finals = {1, 2};
+  return a;
+}

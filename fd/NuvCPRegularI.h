@@ -7,6 +7,8 @@
 #include "fd/NuvCPConstraintI.h"
 #include "fd/NuvCPIVarI.h"
 
+#include <vector>
+
 // A deterministic automaton: states 1..states, symbols 1..symbols,
 // delta[(q - 1) * symbols + (s - 1)] the state after reading s in q (0: no
 // transition), the initial state and a set of final states; optionally a
@@ -19,6 +21,36 @@ struct NuvCPAutomatonSpec {
   int finalCount = 0;
   const int* cost = nullptr;  // cost-regular only
 };
+
+// An automaton that owns its tables, for the constraints compiled into
+// one: symbol s stands for the value s - 1 + `low`.
+struct NuvCPAutomatonTables {
+  int states = 0, symbols = 0, initial = 1, low = 0;
+  std::vector<int> delta, finals;
+  NuvCPAutomatonSpec spec() const {
+    NuvCPAutomatonSpec a;
+    a.states = states;
+    a.symbols = symbols;
+    a.delta = delta.data();
+    a.initial = initial;
+    a.finals = finals.data();
+    a.finalCount = static_cast<int>(finals.size());
+    return a;
+  }
+};
+
+// Stretch (Pesant, "A filtering algorithm for the stretch constraint", CP
+// 2001, through the automaton of its runs): every maximal run of value
+// values[j] is shortest[j]..longest[j] long, and no other value occurs.
+// A state per (value, run length so far), so 1 + the sum of the longest
+// runs (capped at n) states. Empty (states 0) when the values are not
+// distinct or a bound is not positive.
+NuvCPAutomatonTables nuvCPStretchAutomaton(int m, const int* values, const int* shortest, const int* longest, int n);
+// Value precedence (s before t: a t occurs only after some s), over the
+// values low..high: two states, s not seen yet and seen. Law and Lee's
+// propagator reaches the same domain consistency ("Global constraints for
+// integer and set value precedence", CP 2004).
+NuvCPAutomatonTables nuvCPValuePrecedeAutomaton(int s, int t, int low, int high);
 
 // x[0..n) is a word the automaton accepts (regular); with a cost variable
 // c, also c = the sum of the costs of the transitions taken (cost-regular).

@@ -13,9 +13,11 @@
 #include "fd/NuvCPManagerI.h"
 #include "fd/NuvCPNValueI.h"
 #include "fd/NuvCPNative.h"
+#include "fd/NuvCPRegularI.h"
 #include "fd/NuvCPTable.h"
 #include "fd/NuvCPTableI.h"
 #include "fd/NuvCPUnaryI.h"
+#include "fd/NuvCPViewIntVarI.h"
 #include "host/PimError.h"
 
 namespace {
@@ -123,6 +125,8 @@ FznBuilder::FznBuilder(const FznModel& model, RavRuntime& rt, NuvNativeObject* s
       {"nuvfd_lex_int", {&B::lex, {IVA, IVA, I}}},
       {"nuvfd_among", {&B::among, {IV, IVA, IA}}},
       {"nuvfd_nvalue", {&B::nvalue, {IV, IVA}}},
+      {"nuvfd_sliding_sum", {&B::slidingSum, {I, I, I, IVA}}},
+      {"nuvfd_value_precede", {&B::valuePrecede, {I, I, IVA}}},
       {"nuvfd_lex_bool", {&B::lex, {BVA, BVA, I}}},
       {"nuvfd_global_cardinality_low_up", {&B::globalCardinality, {IVA, IA, IA, IA, I}}},
       {"nuvfd_cost_regular", {&B::regular, {IVA, I, I, IA, I, IA, IA, IV}}},
@@ -1488,6 +1492,43 @@ void FznBuilder::nvalue(const FznConstraint& c) {
   NuvCPManagerI* s = store();
   auto* p = nuvCPNew<NuvCPNValueI>(s->allocator(), s, static_cast<int>(xs.size()), xs.data(), implVar(c.args[0]),
                                    true);
+  postPropagator(p && p->ok() ? p : nullptr, c);
+}
+
+void FznBuilder::slidingSum(const FznConstraint& c) {
+  post("CP$SequenceLink", {RavValue(vars(c.args[3])), RavValue(checkedInt(fixedValue(c.args[0]), c.pos, "low")),
+                           RavValue(checkedInt(fixedValue(c.args[1]), c.pos, "up")),
+                           RavValue(checkedInt(fixedValue(c.args[2]), c.pos, "window"))});
+}
+
+// value_precede(s, t, x): a two-state automaton over the values x may
+// take, read through views that turn values into symbols.
+void FznBuilder::valuePrecede(const FznConstraint& c) {
+  if (_failed) return;
+  const std::vector<NuvCPIntVarI*> xs = implVars(vars(c.args[2]));
+  if (xs.empty()) return;
+  std::int64_t low = INT64_MAX, high = INT64_MIN;
+  for (const NuvCPIntVarI* x : xs) {
+    low = std::min<std::int64_t>(low, x->getMin());
+    high = std::max<std::int64_t>(high, x->getMax());
+  }
+  const std::int64_t sv = fixedValue(c.args[0]), tv = fixedValue(c.args[1]);
+  if (tv < low || tv > high || sv == tv) return;  // no x can be t: nothing to hold
+  low = std::min(low, sv);
+  high = std::max(high, sv);
+  const NuvCPAutomatonTables t =
+      nuvCPValuePrecedeAutomaton(static_cast<int>(sv), static_cast<int>(tv), static_cast<int>(low),
+                                 static_cast<int>(high));
+  if (t.states == 0)
+    _m.fail(c.pos, "constraint " + _m.name(c.symbol) + ": the values span too wide a range for value_precede");
+  NuvCPManagerI* s = store();
+  std::vector<NuvCPIntVarI*> symbols;
+  for (NuvCPIntVarI* x : xs) {
+    NuvCPIntVarI* v = nuvCPNew<NuvCPViewIntVarI>(s->allocator(), s->allocator(), s, x, 1 - t.low);
+    if (!v) return postPropagator(nullptr, c);
+    symbols.push_back(v);
+  }
+  auto* p = nuvCPNew<NuvCPRegularI>(s->allocator(), s, static_cast<int>(symbols.size()), symbols.data(), t.spec());
   postPropagator(p && p->ok() ? p : nullptr, c);
 }
 

@@ -200,6 +200,8 @@ class FznBuilder {
   void lex(const FznConstraint& c);
   void among(const FznConstraint& c);
   void nvalue(const FznConstraint& c);
+  void slidingSum(const FznConstraint& c);
+  void valuePrecede(const FznConstraint& c);
   RavIntArray constants(const FznConstraint& c, std::size_t k) const;
 
   // Shared shapes.

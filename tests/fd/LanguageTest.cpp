@@ -591,6 +591,35 @@ TEST_F(LanguageTest, SoftCountObjects) {
   EXPECT_EQ(call(s, "post", create("CP$AtLeastNValue", {x, makeVar(s, 2, 3)})).asInt(), 0);
 }
 
+TEST_F(LanguageTest, SequenceObjects) {
+  NuvNativeObject* s = makeStore();
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  NuvNativeObject* a = makeVar(s, 0, 3);
+  NuvNativeObject* b = makeVar(s, 3, 3);
+  NuvNativeObject* c = makeVar(s, 0, 3);
+  const RavObjectArray x{1, {a, b, c}};
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$SequenceLink", {x, 0, 4, 0}); }),
+            "SequenceLink: the window length 0 is not positive");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] {
+              create("CP$Stretch", {x, RavIntArray{1, {1, 1}}, RavIntArray{1, {1, 1}}, RavIntArray{1, {2, 2}}});
+            }),
+            "Stretch: the values must be distinct, the lengths 1 <= shortest <= longest, the values spanning fewer "
+            "than 65536");
+  // Pairs sum to at most 4 around a 3: a and c at most 1.
+  EXPECT_EQ(call(s, "post", create("CP$SequenceLink", {x, 0, 4, 2})).asInt(), 2);
+  EXPECT_EQ(call(a, "getMax").asInt(), 1);
+  // Runs of 3 exactly 1 long, of 0 or 1 any length up to 3: a and c are
+  // not 3 (next to b's 3).
+  EXPECT_EQ(call(s, "post", create("CP$Stretch", {x, RavIntArray{1, {0, 1, 3}}, RavIntArray{1, {1, 1, 1}},
+                                                   RavIntArray{1, {3, 3, 1}}}))
+                .asInt(),
+            2);
+  EXPECT_EQ(call(c, "getMax").asInt(), 1);
+}
+
 TEST_F(LanguageTest, ShavingObjects) {
   NuvNativeObject* s = makeStore();
   auto create = [&](const char* cls, std::vector<RavValue> args) {

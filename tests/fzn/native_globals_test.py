@@ -326,7 +326,32 @@ def nvalue(rng):
     return "\n".join(lines) + "\n", False
 
 
-GLOBALS = {"regular": regular, "nvalue": nvalue, "among": among, "count_eq_par": count_par("eq"), "count_leq_par": count_par("leq"),
+def sliding_sum(rng):
+    """Windows of 1-4 over 3-6 variables; all solutions or a least sum."""
+    n, q = rng.randint(3, 6), rng.randint(1, 4)
+    low = rng.randint(-1, 3)
+    lines = ['include "globals.mzn";', f"array[1..{n}] of var -1..2: x;",
+             f"constraint sliding_sum({low}, {low + rng.randint(0, 3)}, {q}, x);"]
+    if rng.random() < 0.3:
+        lines += [f"solve minimize sum(i in 1..{n})(i * x[i]);", f'output ["obj=\\(sum(i in 1..{n})(i * x[i]))\\n"];']
+        return "\n".join(lines) + "\n", True
+    lines += ["solve satisfy;", 'output ["x=\\(x)\\n"];']
+    return "\n".join(lines) + "\n", False
+
+
+def value_precede_int(rng):
+    """s before t over 3-5 variables; all solutions."""
+    n = rng.randint(3, 5)
+    s, t = rng.sample(range(0, 4), 2)
+    lines = ['include "globals.mzn";', f"array[1..{n}] of var 0..3: x;", f"constraint value_precede({s}, {t}, x);"]
+    for i in range(1, n + 1):
+        if rng.random() < 0.3:
+            lines.append(f"constraint x[{i}] != {rng.randint(0, 3)};")
+    lines += ["solve satisfy;", 'output ["x=\\(x)\\n"];']
+    return "\n".join(lines) + "\n", False
+
+
+GLOBALS = {"regular": regular, "sliding_sum": sliding_sum, "value_precede_int": value_precede_int, "nvalue": nvalue, "among": among, "count_eq_par": count_par("eq"), "count_leq_par": count_par("leq"),
            "count_geq_par": count_par("geq"), "count_lt_par": count_par("lt"), "count_gt_par": count_par("gt"),
            "count_neq_par": count_par("neq"), "lex_lesseq_int": lex_family(False, False), "lex_less_int": lex_family(True, False),
            "lex_lesseq_bool": lex_family(False, True), "lex_less_bool": lex_family(True, True), "global_cardinality": gcc_family(False, False),
@@ -378,6 +403,8 @@ def uses_native(minizinc, msc, mzn, fzn, name):
     base = name.replace("_closed", "").replace("lex_lesseq", "lex").replace("lex_less", "lex")
     if name.startswith("count_"):
         base = "among"
+    if name == "value_precede_int":
+        base = "value_precede"
     with open(fzn) as f:
         return any(l.startswith((f"constraint fzn_{name}(", f"constraint nuvfd_{base}(")) for l in f)
 

@@ -1,0 +1,41 @@
+// Sums over every window of consecutive variables.
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+
+#include "fd/NuvCPConstraintI.h"
+#include "fd/NuvCPIVarI.h"
+
+// x[0..n), a window length q >= 1 and bounds low..up: every q consecutive
+// x sum to a value within low..up (the sequence, or sliding-sum,
+// constraint); with n < q there is no window and nothing to hold.
+//
+// Consistency: bounds consistency on each window's sum taken alone (what
+// the decomposition into n - q + 1 linear constraints reaches, in one
+// propagator that reads each bound once per run): a window whose least
+// sum exceeds up or whose greatest falls below low fails; each variable is
+// bounded by the room the rest of each of its windows leaves. Exact once
+// everything is bound. Not the stronger flow-based filtering of van Hoeve
+// et al. ("Revisiting the sequence constraint", CP 2006).
+// Cost of one run: O(n) for the windows' sums (prefix sums) plus
+// O(n * q) for the bounds.
+// Shared arguments: a variable twice in one window is counted twice by the
+// sums, as the relation says, but its bounds are narrowed as if it were
+// two variables: sound, weaker; exact once bound.
+// Members: x, q, low and up are constant; the prefix sums are scratch.
+class NuvCPSlidingSumI : public NuvCPCstrI {
+ public:
+  NuvCPSlidingSumI(NuvCPManagerI* store, int n, NuvCPIntVarI* const* x, int q, int low, int up);
+  std::size_t classSize() const override { return sizeof(NuvCPSlidingSumI); }
+  void mark(PimMarker& m) override;
+  void print(std::ostream& os) const override;
+  int propagate() override;
+  int post(int level) override;
+  bool ok() const { return _n == 0 || _sums; }
+
+ private:
+  std::int32_t _n, _q, _low, _up;
+  NuvCPIntVarI** _x = nullptr;
+  std::int64_t* _sums = nullptr;  // prefix sums of the minima, then the maxima
+};
