@@ -18,6 +18,7 @@
 #include "fd/NuvCPLex.h"
 #include "fd/NuvCPArithI.h"
 #include "fd/NuvCPElement.h"
+#include "fd/NuvCPFunctionalTable.h"
 #include "fd/NuvCPElementI.h"
 #include "fd/NuvCPInverse.h"
 #include "fd/NuvCPLinEquation.h"
@@ -115,7 +116,7 @@ const ClassRow kClasses[] = {
     {"CP$LinearPNEquationC", nuvCPLinearFactory},
     {"CP$LinearGEQ", nuvCPLinearFactory},
     {"CP$EqualAC", nuvCPRelationFactory},
-    {"CP$Pair", unavailable},
+    {"CP$Pair", nuvCPFunctionalTableFactory},
     {"CP$LexLeq", nuvCPLexFactory},
     {"CP$Minimize", nuvCPObjectiveFactory},
     {"CP$Domain", factory<NuvCPDomain>},
@@ -125,11 +126,11 @@ const ClassRow kClasses[] = {
     {"CP$circuit", unavailable},
     {"CP$NoCycle", unavailable},
     {"CP$Inverse", nuvCPInverseFactory},
-    {"CP$pairLink", unavailable},
-    {"CP$MultiFunctionalTable", unavailable},
-    {"CP$MultiFunctionalTableCstr", unavailable},
-    {"CP$FunctionalTable", unavailable},
-    {"CP$FunctionalTableCstr", unavailable},
+    {"CP$pairLink", nuvCPFunctionalTableFactory},
+    {"CP$MultiFunctionalTable", nuvCPFunctionalTableFactory},
+    {"CP$MultiFunctionalTableCstr", nuvCPFunctionalTableFactory},
+    {"CP$FunctionalTable", nuvCPFunctionalTableFactory},
+    {"CP$FunctionalTableCstr", nuvCPFunctionalTableFactory},
     {"CP$Table", nuvCPTableFactory},
     {"CP$TableCstr", nuvCPTableFactory},
     {"CP$BinPacking", unavailable},

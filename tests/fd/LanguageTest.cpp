@@ -620,6 +620,50 @@ TEST_F(LanguageTest, SequenceObjects) {
   EXPECT_EQ(call(c, "getMax").asInt(), 1);
 }
 
+TEST_F(LanguageTest, FunctionalTableObjects) {
+  NuvNativeObject* s = makeStore();
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  // y = x0 + x1 over {0, 1}, and (y0, y1) = (x, -x).
+  const RavIntArray sum{1, {0, 0, 0, 0, 1, 1, 1, 0, 1, 1, 1, 2}};
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$FunctionalTable", {2, RavIntArray{1, {0, 0, 0, 0, 0, 1}}}); }),
+            "FunctionalTable: row 2 gives its inputs a second output");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$FunctionalTable", {2, RavIntArray{1, {0, 0}}}); }),
+            "FunctionalTable: 2 values do not make rows of 3");
+  NuvNativeObject* f = create("CP$FunctionalTable", {2, sum});
+  EXPECT_EQ(call(f, "getSize").asInt(), 4);
+  NuvNativeObject* a = makeVar(s, 1, 1);
+  NuvNativeObject* b = makeVar(s, 0, 1);
+  NuvNativeObject* y = makeVar(s, 0, 9);
+  EXPECT_EQ(errorOf<PimExecutionError>([&] {
+              create("CP$FunctionalTableCstr", {RavObjectArray{1, {a}}, y, f});
+            }),
+            "FunctionalTableCstr: 1 inputs and 1 outputs for a table of 2 and 1");
+  EXPECT_EQ(call(s, "post", create("CP$FunctionalTableCstr", {RavObjectArray{1, {a, b}}, y, f})).asInt(), 2);
+  EXPECT_EQ(call(y, "getMin").asInt(), 1);
+  EXPECT_EQ(call(y, "getMax").asInt(), 2);
+  NuvNativeObject* m = create("CP$MultiFunctionalTable", {1, 2, RavIntArray{1, {0, 0, 0, 1, 1, -1}}});
+  NuvNativeObject* p = makeVar(s, -5, 5);
+  NuvNativeObject* q = makeVar(s, -5, 5);
+  EXPECT_EQ(call(s, "post", create("CP$MultiFunctionalTableCstr", {RavObjectArray{1, {a}}, RavObjectArray{1, {p, q}}, m}))
+                .asInt(),
+            2);
+  EXPECT_EQ(call(q, "getMax").asInt(), -1);
+  // A pair as one value: z = 1 * 3 + b.
+  NuvNativeObject* z = makeVar(s, 0, 20);
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$Pair", {a, b, z, 0}); }), "Pair: the width 0 is not positive");
+  EXPECT_EQ(call(s, "post", create("CP$Pair", {a, b, z, 3})).asInt(), 2);
+  EXPECT_EQ(call(z, "getMin").asInt(), 3);
+  EXPECT_EQ(call(z, "getMax").asInt(), 4);
+  EXPECT_EQ(call(s, "post", create("CP$pairLink", {RavObjectArray{1, {a}}, RavObjectArray{1, {b}},
+                                                   RavObjectArray{1, {makeVar(s, 4, 9)}}, 3}))
+                .asInt(),
+            2);
+  EXPECT_EQ(call(b, "getMin").asInt(), 1);
+}
+
 TEST_F(LanguageTest, ShavingObjects) {
   NuvNativeObject* s = makeStore();
   auto create = [&](const char* cls, std::vector<RavValue> args) {
