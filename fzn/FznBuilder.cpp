@@ -6,6 +6,7 @@
 
 #include "fd/NuvCPAllDiffI.h"
 #include "fd/NuvCPAmongI.h"
+#include "fd/NuvCPArrayRelI.h"
 #include "fd/NuvCPIVarI.h"
 #include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPIntVar.h"
@@ -126,6 +127,11 @@ FznBuilder::FznBuilder(const FznModel& model, RavRuntime& rt, NuvNativeObject* s
       {"nuvfd_among", {&B::among, {IV, IVA, IA}}},
       {"nuvfd_nvalue", {&B::nvalue, {IV, IVA}}},
       {"nuvfd_sliding_sum", {&B::slidingSum, {I, I, I, IVA}}},
+      {"nuvfd_increasing", {&B::arrayRelation, {IVA, I}}},
+      {"nuvfd_increasing_bool", {&B::arrayRelation, {BVA, I}}},
+      {"nuvfd_all_equal", {&B::arrayRelation, {IVA}}},
+      {"nuvfd_member", {&B::member, {IVA, IV}}},
+      {"nuvfd_member_bool", {&B::member, {BVA, BV}}},
       {"nuvfd_value_precede", {&B::valuePrecede, {I, I, IVA}}},
       {"nuvfd_lex_bool", {&B::lex, {BVA, BVA, I}}},
       {"nuvfd_global_cardinality_low_up", {&B::globalCardinality, {IVA, IA, IA, IA, I}}},
@@ -1529,6 +1535,33 @@ void FznBuilder::valuePrecede(const FznConstraint& c) {
     symbols.push_back(v);
   }
   auto* p = nuvCPNew<NuvCPRegularI>(s->allocator(), s, static_cast<int>(symbols.size()), symbols.data(), t.spec());
+  postPropagator(p && p->ok() ? p : nullptr, c);
+}
+
+// increasing (strict when the second argument is 1; decreasing arrives
+// reversed) and all_equal: no language class, the propagators go on the
+// store directly.
+void FznBuilder::arrayRelation(const FznConstraint& c) {
+  if (_failed) return;
+  const std::vector<NuvCPIntVarI*> xs = implVars(vars(c.args[0]));
+  NuvCPManagerI* s = store();
+  const int n = static_cast<int>(xs.size());
+  NuvCPCstrI* p = nullptr;
+  if (c.args.size() == 2) {
+    auto* q = nuvCPNew<NuvCPIncreasingI>(s->allocator(), s, n, xs.data(), fixedValue(c.args[1]) != 0);
+    p = q && q->ok() ? q : nullptr;
+  } else {
+    auto* q = nuvCPNew<NuvCPAllEqualI>(s->allocator(), s, n, xs.data());
+    p = q && q->ok() ? q : nullptr;
+  }
+  postPropagator(p, c);
+}
+
+void FznBuilder::member(const FznConstraint& c) {
+  if (_failed) return;
+  const std::vector<NuvCPIntVarI*> xs = implVars(vars(c.args[0]));
+  NuvCPManagerI* s = store();
+  auto* p = nuvCPNew<NuvCPMemberI>(s->allocator(), s, static_cast<int>(xs.size()), xs.data(), implVar(c.args[1]));
   postPropagator(p && p->ok() ? p : nullptr, c);
 }
 

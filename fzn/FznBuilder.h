@@ -201,6 +201,8 @@ class FznBuilder {
   void among(const FznConstraint& c);
   void nvalue(const FznConstraint& c);
   void slidingSum(const FznConstraint& c);
+  void arrayRelation(const FznConstraint& c);
+  void member(const FznConstraint& c);
   void valuePrecede(const FznConstraint& c);
   RavIntArray constants(const FznConstraint& c, std::size_t k) const;
 
