@@ -106,6 +106,31 @@ int NuvCPCardinalityI::counting(bool& changed) {
       changed = true;
     }
   }
+  // The counts share the n variables: they sum to n at most, and to n
+  // exactly when every variable must take a listed value.
+  if (_count) {
+    bool covered = true;
+    for (int i = 0; i < _n && covered; ++i)
+      nuvCPForEachValue(_x[i], [&](int v) {
+        const std::int64_t j = std::int64_t{v} - _offset;
+        covered = _closed || (_index ? j >= 0 && j < _V && _index[j] >= 0
+                                     : std::find(_value, _value + _m, v) != _value + _m);
+        return covered;
+      });
+    std::int64_t mins = 0, maxs = 0;
+    for (int k = 0; k < _m; ++k) {
+      mins += _count[k]->getMin();
+      maxs += _count[k]->getMax();
+    }
+    if (mins > _n || (covered && maxs < _n)) return NuvCPFailure;
+    for (int k = 0; k < _m; ++k) {
+      NuvCPIntVarI* c = _count[k];
+      const int lo = c->getMin(), hi = c->getMax();
+      if (c->updateMax(nuvCPClampInt(_n - (mins - lo))) == NuvCPFailure) return NuvCPFailure;
+      if (covered && c->updateMin(nuvCPClampInt(_n - (maxs - hi))) == NuvCPFailure) return NuvCPFailure;
+      if (c->getMin() != lo || c->getMax() != hi) changed = true;
+    }
+  }
   if (_closed)
     for (int i = 0; i < _n; ++i) {
       int r = NuvCPSuspend;
