@@ -6,6 +6,7 @@
 
 #include "fd/NuvCPCardinalityI.h"
 #include "fd/NuvCPManagerI.h"
+#include "fd/NuvCPSoftCardinalityI.h"
 #include "host/PimError.h"
 
 namespace {
@@ -81,8 +82,56 @@ class NuvCPCardinalityCstr : public NuvCPCstr {
   bool _closed = false;
 };
 
+// CP$SoftCardinality(x, values, low, up, violation).
+class NuvCPSoftCardinality : public NuvCPCstr {
+ public:
+  using NuvCPCstr::NuvCPCstr;
+  std::size_t classSize() const override { return sizeof(NuvCPSoftCardinality); }
+  void mark(PimMarker& m) override {
+    for (NuvCPIntVarI* x : _x) m.mark(x);
+    if (_violation) m.mark(_violation);
+  }
+
+  void init(RavRuntime& rt, int nargs) override {
+    if (nargs != 5) NuvCPCstr::init(rt, nargs);
+    NuvCPArgs a(rt, "SoftCardinality", {kArr, "int[]", "int[]", "int[]", "var<CP>{int}"});
+    _x = a.intVars(0);
+    _values = a.intValues(1);
+    _low = a.intValues(2);
+    _up = a.intValues(3);
+    _violation = a.intVar(4);
+    if (_low.size() != _values.size() || _up.size() != _values.size())
+      throw PimExecutionError(rt.source(), "SoftCardinality: the value and bound arrays differ in size");
+    accepted(rt, nargs);
+  }
+
+  NuvCPDaemonI* build(NuvCPManagerI* s) override {
+    bool mine = _violation->getSolver() == s;
+    for (NuvCPIntVarI* x : _x) mine = mine && x->getSolver() == s;
+    if (!mine)
+      throw PimExecutionError(PimSource(), "CP$SoftCardinality: posted to a solver its variables do not belong to");
+    return nuvCPNew<NuvCPSoftCardinalityI>(s->allocator(), s, static_cast<int>(_x.size()), _x.data(),
+                                           static_cast<int>(_values.size()), _values.data(), _low.data(),
+                                           _up.data(), _violation);
+  }
+
+  static const RavMethodTable* methodTable() { return nullptr; }
+
+  class Factory : public NuvCPFactory<NuvCPSoftCardinality> {
+   public:
+    using NuvCPFactory::NuvCPFactory;
+    std::size_t classSize() const override { return sizeof(Factory); }
+  };
+
+ private:
+  std::vector<NuvCPIntVarI*> _x;
+  std::vector<int> _values, _low, _up;
+  NuvCPIntVarI* _violation = nullptr;
+};
+
 }  // namespace
 
 NuvInstanceFactory* nuvCPCardinalityFactory(PimAllocator* a, const char* name) {
+  if (std::string(name) == "CP$SoftCardinality") return pimCreate<NuvCPSoftCardinality::Factory>(a, a, name);
   return pimCreate<NuvCPCardinalityCstr::Factory>(a, a, name);
 }

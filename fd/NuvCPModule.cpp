@@ -98,7 +98,7 @@ const ClassRow kClasses[] = {
     {"CP$LogicAnd", nuvCPRelationFactory},
     {"CP$LogicImply", nuvCPRelationFactory},
     {"CP$Cardinality", nuvCPCardinalityFactory},
-    {"CP$SoftCardinality", unavailable},
+    {"CP$SoftCardinality", nuvCPCardinalityFactory},
     {"CP$SoftAtLeast", nuvCPAmongFactory},
     {"CP$SoftAtMost", nuvCPAmongFactory},
     {"CP$SetCardinality", unavailable},

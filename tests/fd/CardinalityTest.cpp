@@ -4,10 +4,12 @@
 // bounds, and the flow's deductions.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "fd/NuvCPCIntVarI.h"
 #include "fd/NuvCPCardinalityI.h"
+#include "fd/NuvCPSoftCardinalityI.h"
 #include "tests/fd/PropagatorChecker.h"
 
 namespace {
@@ -73,6 +75,32 @@ TEST(Cardinality, NeverLosesASolution) {
       EXPECT_GT(sh.trialsWithSolutions, 10);
       if (::testing::Test::HasFailure()) return;
     }
+}
+
+TEST(Cardinality, SoftNeverLosesASolution) {
+  // Positions: x[0..4), violation.
+  auto holds = [](const Assignment& a) {
+    int violation = 0;
+    for (int k = 0; k < 3; ++k) {
+      int c = 0;
+      for (int i = 0; i < kN; ++i) c += a[static_cast<std::size_t>(i)] == kValues[k];
+      violation += std::max(0, kLow[k] - c) + std::max(0, c - kUp[k]);
+    }
+    return a[kN] == violation;
+  };
+  auto post = [](NuvCPManagerI& s, const Vars& v) {
+    return s.post(nuvCPNew<NuvCPSoftCardinalityI>(s.allocator(), &s, kN, v.data(), 3, kValues, kLow, kUp, v[kN]));
+  };
+  const std::vector<std::pair<int, int>> ranges = {{0, 4}, {0, 4}, {0, 4}, {0, 4}, {0, 3}};
+  PropagatorChecker checker(randomDomains(ranges, 0.6), post, holds);
+  Options o;
+  o.seed = 33;
+  o.trials = 300;
+  o.maxAssignments = 50000;
+  const Stats st = checker.run(o);
+  EXPECT_GT(st.trialsWithSolutions, 80);
+  EXPECT_GT(st.failures + st.trialsFailedAtPost, 0);
+  checkShared({{0}, {1}, {1}, {2}, {3}}, ranges, post, holds, o);
 }
 
 TEST(Cardinality, TheFlowSeesWhatCountingCannot) {

@@ -548,6 +548,14 @@ TEST_F(LanguageTest, CardinalityObjects) {
   EXPECT_EQ(call(s, "post", create("CP$Cardinality", {x, RavIntArray{1, {3}}, RavObjectArray{1, {n1}}})).asInt(), 2);
   EXPECT_EQ(call(n1, "getMin").asInt(), 1);
   EXPECT_EQ(call(n1, "getMax").asInt(), 1);
+  // Soft: value 1 wanted three times among a, b (both 1 or 2): short by 1
+  // at least.
+  NuvNativeObject* v = makeVar(s, 0, 9);
+  EXPECT_EQ(call(s, "post", create("CP$SoftCardinality", {RavObjectArray{1, {a, b}}, RavIntArray{1, {1}},
+                                                           RavIntArray{1, {3}}, RavIntArray{1, {3}}, v}))
+                .asInt(),
+            2);
+  EXPECT_EQ(call(v, "getMin").asInt(), 1);
 }
 
 TEST_F(LanguageTest, LexObjects) {
