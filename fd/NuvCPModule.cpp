@@ -14,6 +14,7 @@
 #include "fd/NuvCPAmong.h"
 #include "fd/NuvCPArith.h"
 #include "fd/NuvCPAutomaton.h"
+#include "fd/NuvCPBalance.h"
 #include "fd/NuvCPCardinality.h"
 #include "fd/NuvCPLex.h"
 #include "fd/NuvCPArithI.h"
@@ -142,8 +143,8 @@ const ClassRow kClasses[] = {
     {"CP$MinAssignment", unavailable},
     {"CP$FloatMinAssignment", unavailable},
     {"CP$MinSpanningTree", unavailable},
-    {"CP$Deviation", unavailable},
-    {"CP$Spread", unavailable},
+    {"CP$Deviation", nuvCPBalanceFactory},
+    {"CP$Spread", nuvCPBalanceFactory},
     {"CP$TimeTable", nuvCPTimeTableResourceFactory},
     {"CP$TimeTableCstr", nuvCPTimeTableFactory},
     {"CP$TimeTableCapCstr", nuvCPTimeTableFactory},

@@ -672,6 +672,27 @@ TEST_F(LanguageTest, FunctionalTableObjects) {
   EXPECT_EQ(call(b, "getMin").asInt(), 1);
 }
 
+TEST_F(LanguageTest, BalanceObjects) {
+  NuvNativeObject* s = makeStore();
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  NuvNativeObject* a = makeVar(s, 0, 6);
+  NuvNativeObject* b = makeVar(s, 0, 6);
+  NuvNativeObject* c = makeVar(s, 0, 100);
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$Spread", {RavObjectArray{1, {a, b}}, 6, RavValue()}); }),
+            "Spread(var<CP>{int}[],int,null)");
+  // a + b = 6 with |2a - 6| + |2b - 6| <= 4: each term within 4, so each
+  // within 1..5 (the sum would say 2..4: the terms are bounded one at a
+  // time).
+  EXPECT_EQ(call(s, "post", create("CP$Deviation", {RavObjectArray{1, {a, b}}, 6, c})).asInt(), 2);
+  EXPECT_EQ(call(c, "getMax").asInt(), 12);
+  EXPECT_EQ(call(s, "post", create("CP$LEqualc", {c, 4})).asInt(), 2);
+  EXPECT_EQ(call(a, "getMin").asInt(), 1);
+  EXPECT_EQ(call(b, "getMax").asInt(), 5);
+}
+
 TEST_F(LanguageTest, ShavingObjects) {
   NuvNativeObject* s = makeStore();
   auto create = [&](const char* cls, std::vector<RavValue> args) {
