@@ -10,6 +10,7 @@
 #include "fd/NuvCPManager.h"
 #include "fd/NuvCPBitVar.h"
 #include "fd/NuvCPConstraintI.h"
+#include "fd/NuvCPAdapter.h"
 #include "fd/NuvCPAllDiff.h"
 #include "fd/NuvCPAmong.h"
 #include "fd/NuvCPArith.h"
@@ -121,7 +122,7 @@ const ClassRow kClasses[] = {
     {"CP$LexLeq", nuvCPLexFactory},
     {"CP$Minimize", nuvCPObjectiveFactory},
     {"CP$Domain", factory<NuvCPDomain>},
-    {"CP$Adapter", unavailable},
+    {"CP$Adapter", nuvCPAdapterFactory},
     {"CP$Mult", nuvCPArithFactory},
     {"CP$Square", nuvCPArithFactory},
     {"CP$circuit", unavailable},

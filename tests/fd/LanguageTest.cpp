@@ -693,6 +693,49 @@ TEST_F(LanguageTest, BalanceObjects) {
   EXPECT_EQ(call(b, "getMax").asInt(), 5);
 }
 
+// A script's constraint: x != 3, propagated by the script itself. It
+// counts the calls the store makes.
+int gScriptCalls = 0;
+RavValue scriptPropagate(RavRuntime&, NuvNativeObject*, int) {
+  ++gScriptCalls;
+  return RavValue(2);
+}
+RavValue scriptUpdateMin(RavRuntime&, NuvNativeObject*, int) {
+  ++gScriptCalls;
+  return RavValue(2);
+}
+const RavMethod kScriptMethods[] = {{"propagate", scriptPropagate, 0, 0}, {"updateMin", scriptUpdateMin, 2, 2}};
+struct ScriptFactory : NuvInstanceFactory {
+  using NuvInstanceFactory::NuvInstanceFactory;
+  const char* getName() const override { return "Script"; }
+  NuvNativeObject* instantiate(PimAllocator* a, const NuvNativeClass* c) override {
+    return new (a) NuvNativeObject(a, c);
+  }
+  const RavMethodTable* methods() const override { return &table; }
+  RavMethodTable table{kScriptMethods, 2};
+};
+
+TEST_F(LanguageTest, AdapterPostsTheScriptsOwnConstraint) {
+  ScriptFactory factory(nullptr);
+  program.addClass("Script", &factory);
+  NuvNativeObject* s = makeStore();
+  NuvNativeObject* x = makeVar(s, 0, 9);
+  NuvNativeObject* script = rt.create("Script", 0);
+  auto create = [&](std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create("CP$Adapter", static_cast<int>(args.size()));
+  };
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create({RavValue()}); }), "Adapter(null)");
+  gScriptCalls = 0;
+  EXPECT_EQ(call(s, "post", create({script, RavObjectArray{1, {x}}})).asInt(), 2);
+  // A change to x reaches the script: its updateMin, then its propagate.
+  const int before = gScriptCalls;
+  rt.push(x);
+  rt.push(4);
+  EXPECT_EQ(call(s, "post", rt.create("CP$GEqualc", 2)).asInt(), 2);
+  EXPECT_GT(gScriptCalls, before);
+}
+
 TEST_F(LanguageTest, ShavingObjects) {
   NuvNativeObject* s = makeStore();
   auto create = [&](const char* cls, std::vector<RavValue> args) {
