@@ -1,5 +1,6 @@
 #include "fd/NuvCPAdapter.h"
 
+#include <ostream>
 #include <vector>
 
 #include "fd/NuvCPConstraintI.h"
@@ -8,23 +9,50 @@
 
 namespace {
 
-// The script's propagator, subscribed to the variables it was given.
-class NuvCPAdaptedI : public NuvCPUserConstraintI {
+// The store takes propagators (NuvCPCstrI); the script's daemon is a
+// NuvCPUserConstraintI, so this propagator holds one and hands every
+// operation to it, subscribed to the variables it was given.
+class NuvCPAdaptedI : public NuvCPCstrI {
  public:
   NuvCPAdaptedI(NuvCPManagerI* store, RavRuntime* rt, NuvNativeObject* object, int n, NuvCPIntVarI* const* vars)
-      : NuvCPUserConstraintI(store, rt, object, nullptr) {
-    for (int i = 0; i < n; ++i) addItem(vars[i]);
+      : NuvCPCstrI(store, 7) {
+    _script = nuvCPNew<NuvCPUserConstraintI>(store->allocator(), store, rt, object, nullptr);
+    for (int i = 0; _script && i < n; ++i) _script->addItem(vars[i]);
   }
+  std::size_t classSize() const override { return sizeof(NuvCPAdaptedI); }
+  void mark(PimMarker& m) override {
+    NuvCPCstrI::mark(m);
+    if (_script) m.mark(_script);
+  }
+  void print(std::ostream& os) const override {
+    if (_script) _script->print(os);
+  }
+  bool isUserDefined() const override { return true; }
   int post(int level) override {
-    const int r = NuvCPUserConstraintI::post(level);
+    if (!_script) return NuvCPFailure;
+    const int r = _script->post(level);
     if (r == NuvCPFailure || r == NuvCPSuccess) return r;
-    for (int i = 1; i < itemCount(); ++i) {
-      auto* x = static_cast<NuvCPIntVarI*>(item(i));
+    for (int i = 1; i < _script->itemCount(); ++i) {
+      auto* x = static_cast<NuvCPIntVarI*>(_script->item(i));
       if (!x->isBound()) x->addDomain(this);
     }
-    announceId();
+    _script->announceId();
     return r;
   }
+  int propagate() override { return _script->propagate(); }
+  int valRemove(NuvCPIntVarI* x, int v) override { return _script->valRemove(x, v); }
+  int updateMin(NuvCPIntVarI* x, int v) override { return _script->updateMin(x, v); }
+  int updateMax(NuvCPIntVarI* x, int v) override { return _script->updateMax(x, v); }
+  int updateBounds(NuvCPIntVarI* x) override { return _script->updateBounds(x); }
+  int valBind(NuvCPIntVarI* x, int v) override { return _script->valBind(x, v); }
+  int valRemoveIdx(NuvCPIntVarI* x, int i, int v) override { return _script->valRemoveIdx(x, i, v); }
+  int valBindIdx(NuvCPIntVarI* x, int i, int v) override { return _script->valBindIdx(x, i, v); }
+  int updateMinIdx(NuvCPIntVarI* x, int i, int v) override { return _script->updateMinIdx(x, i, v); }
+  int updateMaxIdx(NuvCPIntVarI* x, int i, int v) override { return _script->updateMaxIdx(x, i, v); }
+  int updateBoundsIdx(NuvCPIntVarI* x, int i) override { return _script->updateBoundsIdx(x, i); }
+
+ private:
+  NuvCPUserConstraintI* _script = nullptr;
 };
 
 class NuvCPAdapter : public NuvCPCstr {
