@@ -22,53 +22,46 @@ class NuvCPAutomaton : public NuvNativeObject {
       throw PimExecutionError(rt.source(), "no constructor of CP$Automaton takes " + std::to_string(nargs) +
                                                " argument(s)");
     NuvCPArgs a(rt, "Automaton", {"int", "int", "int[]", "int", "int[]"});
-    _states = a.intValue(0);
-    _symbols = a.intValue(1);
-    _delta = a.intValues(2);
-    _initial = a.intValue(3);
-    _finals = a.intValues(4);
+    NuvCPAutomatonTables& t = _tables;
+    t.states = a.intValue(0);
+    t.symbols = a.intValue(1);
+    t.delta = a.intValues(2);
+    t.initial = a.intValue(3);
+    t.finals = a.intValues(4);
+    t.low = 1;
     const std::string what = "automaton: ";
-    if (_states < 1 || _symbols < 1)
+    if (t.states < 1 || t.symbols < 1)
       throw PimExecutionError(rt.source(), what + "needs at least one state and one symbol");
-    if (static_cast<long long>(_delta.size()) != static_cast<long long>(_states) * _symbols)
-      throw PimExecutionError(rt.source(), what + std::to_string(_delta.size()) + " transitions for " +
-                                               std::to_string(_states) + " states and " +
-                                               std::to_string(_symbols) + " symbols");
-    for (std::size_t k = 0; k < _delta.size(); ++k)
-      if (_delta[k] < 0 || _delta[k] > _states)
+    if (static_cast<long long>(t.delta.size()) != static_cast<long long>(t.states) * t.symbols)
+      throw PimExecutionError(rt.source(), what + std::to_string(t.delta.size()) + " transitions for " +
+                                               std::to_string(t.states) + " states and " +
+                                               std::to_string(t.symbols) + " symbols");
+    for (std::size_t k = 0; k < t.delta.size(); ++k)
+      if (t.delta[k] < 0 || t.delta[k] > t.states)
         throw PimExecutionError(rt.source(),
-                                what + "state " + std::to_string(k / static_cast<std::size_t>(_symbols) + 1) +
-                                    " goes to state " + std::to_string(_delta[k]) + " on symbol " +
-                                    std::to_string(k % static_cast<std::size_t>(_symbols) + 1) + ", outside 0.." +
-                                    std::to_string(_states));
-    for (int q : _finals)
-      if (q < 1 || q > _states)
+                                what + "state " + std::to_string(k / static_cast<std::size_t>(t.symbols) + 1) +
+                                    " goes to state " + std::to_string(t.delta[k]) + " on symbol " +
+                                    std::to_string(k % static_cast<std::size_t>(t.symbols) + 1) + ", outside 0.." +
+                                    std::to_string(t.states));
+    for (int q : t.finals)
+      if (q < 1 || q > t.states)
         throw PimExecutionError(rt.source(), what + "final state " + std::to_string(q) + " outside 1.." +
-                                                 std::to_string(_states));
-    if (_initial < 1 || _initial > _states)
-      throw PimExecutionError(rt.source(), what + "initial state " + std::to_string(_initial) + " outside 1.." +
-                                               std::to_string(_states));
+                                                 std::to_string(t.states));
+    if (t.initial < 1 || t.initial > t.states)
+      throw PimExecutionError(rt.source(), what + "initial state " + std::to_string(t.initial) + " outside 1.." +
+                                               std::to_string(t.states));
   }
 
-  NuvCPAutomatonSpec spec() const {
-    NuvCPAutomatonSpec s;
-    s.states = _states;
-    s.symbols = _symbols;
-    s.delta = _delta.data();
-    s.initial = _initial;
-    s.finals = _finals.data();
-    s.finalCount = static_cast<int>(_finals.size());
-    return s;
-  }
-  int states() const { return _states; }
-  int symbols() const { return _symbols; }
+  NuvCPAutomatonView view() const { return _tables.view(); }
+  int states() const { return _tables.states; }
+  int symbols() const { return _tables.symbols; }
   bool accepts(const std::vector<int>& word) const {
-    int q = _initial;
+    int q = _tables.initial;
     for (int v : word) {
-      if (q == 0 || v < 1 || v > _symbols) return false;
-      q = _delta[static_cast<std::size_t>((q - 1) * _symbols + v - 1)];
+      if (q == 0 || v < 1 || v > _tables.symbols) return false;
+      q = _tables.delta[static_cast<std::size_t>((q - 1) * _tables.symbols + v - 1)];
     }
-    for (int f : _finals)
+    for (int f : _tables.finals)
       if (q == f) return true;
     return false;
   }
@@ -82,8 +75,7 @@ class NuvCPAutomaton : public NuvNativeObject {
   };
 
  private:
-  int _states = 0, _symbols = 0, _initial = 1;
-  std::vector<int> _delta, _finals;
+  NuvCPAutomatonTables _tables;
 };
 
 NuvCPAutomaton* automatonOf(NuvNativeObject* o) { return static_cast<NuvCPAutomaton*>(o); }
@@ -136,9 +128,9 @@ class NuvCPRegularCstr : public NuvCPCstr {
     if (!mine)
       throw PimExecutionError(PimSource(), nativeClass()->name() +
                                                ": posted to a solver its variables do not belong to");
-    NuvCPAutomatonSpec spec = _automaton->spec();
-    if (_costed) spec.cost = _cost.data();
-    return nuvCPNew<NuvCPRegularI>(s->allocator(), s, static_cast<int>(_x.size()), _x.data(), spec, _c);
+    NuvCPAutomatonView automaton = _automaton->view();
+    if (_costed) automaton.cost = _cost.data();
+    return nuvCPNew<NuvCPRegularI>(s->allocator(), s, static_cast<int>(_x.size()), _x.data(), automaton, _c);
   }
 
   static const RavMethodTable* methodTable() { return nullptr; }
@@ -195,7 +187,7 @@ class NuvCPStretch : public NuvCPCstr {
       symbols.push_back(v);
     }
     return nuvCPNew<NuvCPRegularI>(s->allocator(), s, static_cast<int>(symbols.size()), symbols.data(),
-                                   _tables.spec());
+                                   _tables.view());
   }
 
   static const RavMethodTable* methodTable() { return nullptr; }

@@ -7,7 +7,7 @@
 #include "fd/NuvCPIntMath.h"
 #include "fd/NuvCPManagerI.h"
 
-NuvCPRegularI::NuvCPRegularI(NuvCPManagerI* store, int n, NuvCPIntVarI* const* x, const NuvCPAutomatonSpec& a,
+NuvCPRegularI::NuvCPRegularI(NuvCPManagerI* store, int n, NuvCPIntVarI* const* x, const NuvCPAutomatonView& a,
                              NuvCPIntVarI* cost)
     : NuvCPCstrI(store, 2, true), _n(n), _cost(cost), _states(a.states), _symbols(a.symbols), _initial(a.initial) {
   PimAllocator* al = store->allocator();

@@ -13,7 +13,7 @@
 // delta[(q - 1) * symbols + (s - 1)] the state after reading s in q (0: no
 // transition), the initial state and a set of final states; optionally a
 // cost per transition, in the same layout.
-struct NuvCPAutomatonSpec {
+struct NuvCPAutomatonView {
   int states = 0, symbols = 0;
   const int* delta = nullptr;
   int initial = 1;
@@ -27,8 +27,8 @@ struct NuvCPAutomatonSpec {
 struct NuvCPAutomatonTables {
   int states = 0, symbols = 0, initial = 1, low = 0;
   std::vector<int> delta, finals;
-  NuvCPAutomatonSpec spec() const {
-    NuvCPAutomatonSpec a;
+  NuvCPAutomatonView view() const {
+    NuvCPAutomatonView a;
     a.states = states;
     a.symbols = symbols;
     a.delta = delta.data();
@@ -83,7 +83,7 @@ NuvCPAutomatonTables nuvCPValuePrecedeAutomaton(int s, int t, int low, int high)
 // trailed; the kill stack and the path bounds are scratch.
 class NuvCPRegularI : public NuvCPCstrI {
  public:
-  NuvCPRegularI(NuvCPManagerI* store, int n, NuvCPIntVarI* const* x, const NuvCPAutomatonSpec& a,
+  NuvCPRegularI(NuvCPManagerI* store, int n, NuvCPIntVarI* const* x, const NuvCPAutomatonView& a,
                 NuvCPIntVarI* cost = nullptr);
   std::size_t classSize() const override { return sizeof(NuvCPRegularI); }
   void mark(PimMarker& m) override;

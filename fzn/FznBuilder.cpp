@@ -1534,7 +1534,7 @@ void FznBuilder::valuePrecede(const FznConstraint& c) {
     if (!v) return postPropagator(nullptr, c);
     symbols.push_back(v);
   }
-  auto* p = nuvCPNew<NuvCPRegularI>(s->allocator(), s, static_cast<int>(symbols.size()), symbols.data(), t.spec());
+  auto* p = nuvCPNew<NuvCPRegularI>(s->allocator(), s, static_cast<int>(symbols.size()), symbols.data(), t.view());
   postPropagator(p && p->ok() ? p : nullptr, c);
 }
 

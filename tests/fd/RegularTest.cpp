@@ -18,8 +18,8 @@ using namespace nuvcheck;
 struct Automaton {
   int states, symbols, initial;
   std::vector<int> delta, finals, cost;
-  NuvCPAutomatonSpec spec() const {
-    NuvCPAutomatonSpec a;
+  NuvCPAutomatonView view() const {
+    NuvCPAutomatonView a;
     a.states = states;
     a.symbols = symbols;
     a.delta = delta.data();
@@ -67,7 +67,7 @@ TEST(Regular, NeverLosesAWordAndReachesDomainConsistency) {
     PropagatorChecker checker(
         randomDomains({{0, 3}, {1, 3}, {1, 4}, {1, 3}}),
         [a](NuvCPManagerI& s, const Vars& v) {
-          return s.post(nuvCPNew<NuvCPRegularI>(s.allocator(), &s, static_cast<int>(n), v.data(), a.spec()));
+          return s.post(nuvCPNew<NuvCPRegularI>(s.allocator(), &s, static_cast<int>(n), v.data(), a.view()));
         },
         [a](const Assignment& w) { return a.run(w, n) >= 0; });
     Options o;
@@ -87,7 +87,7 @@ TEST(Regular, NeverLosesAWordAndReachesDomainConsistency) {
     o.trials = 40;
     checkShared({{0}, {1}, {0}, {2}}, {{1, 3}, {1, 3}, {1, 3}, {1, 3}},
                 [a](NuvCPManagerI& s, const Vars& v) {
-                  return s.post(nuvCPNew<NuvCPRegularI>(s.allocator(), &s, static_cast<int>(n), v.data(), a.spec()));
+                  return s.post(nuvCPNew<NuvCPRegularI>(s.allocator(), &s, static_cast<int>(n), v.data(), a.view()));
                 },
                 [a](const Assignment& w) { return a.run(w, n) >= 0; }, o);
     if (::testing::Test::HasFailure()) return;
@@ -104,7 +104,7 @@ TEST(Regular, CostRegularNeverLosesAWord) {
         randomDomains({{1, 3}, {0, 3}, {1, 3}, {0, 5}}),
         [a](NuvCPManagerI& s, const Vars& v) {
           return s.post(
-              nuvCPNew<NuvCPRegularI>(s.allocator(), &s, static_cast<int>(n), v.data(), a.spec(), v[n]));
+              nuvCPNew<NuvCPRegularI>(s.allocator(), &s, static_cast<int>(n), v.data(), a.view(), v[n]));
         },
         [a](const Assignment& w) { return a.run(w, n) == w[n]; });
     Options o;
@@ -127,7 +127,7 @@ TEST(Regular, TheGraphShrinksAndComesBack) {
   NuvCPIntVarI* x[4];
   for (auto*& v : x) v = nuvCPNew<NuvCPCIntVarI>(&arena, &arena, &store, 1, 2);
   NuvCPIntVarI* c = nuvCPNew<NuvCPCIntVarI>(&arena, &arena, &store, 2, 9);
-  auto* r = nuvCPNew<NuvCPRegularI>(&arena, &store, 4, x, a.spec(), c);
+  auto* r = nuvCPNew<NuvCPRegularI>(&arena, &store, 4, x, a.view(), c);
   ASSERT_EQ(store.post(r), NuvCPSuspend);
   EXPECT_EQ(c->getMax(), 2);  // at most two 2s in four without neighbours
   const int edges = r->liveEdges();

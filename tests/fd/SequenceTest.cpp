@@ -57,7 +57,7 @@ bool stretchHolds(const Assignment& a) {
 int postAutomaton(NuvCPManagerI& s, const Vars& v, const NuvCPAutomatonTables& t) {
   std::vector<NuvCPIntVarI*> symbols;
   for (NuvCPIntVarI* x : v) symbols.push_back(nuvCPNew<NuvCPViewIntVarI>(s.allocator(), s.allocator(), &s, x, 1 - t.low));
-  return s.post(nuvCPNew<NuvCPRegularI>(s.allocator(), &s, static_cast<int>(symbols.size()), symbols.data(), t.spec()));
+  return s.post(nuvCPNew<NuvCPRegularI>(s.allocator(), &s, static_cast<int>(symbols.size()), symbols.data(), t.view()));
 }
 
 TEST(Sequence, StretchesAndValuePrecedenceAreDomainConsistent) {
