@@ -81,14 +81,39 @@ void NuvCPCardinalityI::print(std::ostream& os) const {
 
 // Each count between the bound and the possible variables of its value.
 int NuvCPCardinalityI::counting(bool& changed) {
+  // With the flow's arrays, one pass over the domains counts every value
+  // (_lo and _hi are free until flow() sets them); without, a member test
+  // per variable and value.
+  if (_index) {
+    std::fill(_lo, _lo + _V, 0);
+    std::fill(_hi, _hi + _V, 0);
+    for (int i = 0; i < _n; ++i) {
+      const NuvCPIntVarI* x = _x[i];
+      if (x->isBound()) {
+        const int v = x->getMin() - _offset;
+        ++_lo[v];
+        ++_hi[v];
+      } else {
+        nuvCPForEachValue(x, [&](int value) {
+          ++_hi[value - _offset];
+          return true;
+        });
+      }
+    }
+  }
   for (int k = 0; k < _m; ++k) {
     const int v = _value[k];
     int bound = 0, possible = 0;
-    for (int i = 0; i < _n; ++i)
-      if (_x[i]->member(v)) {
-        ++possible;
-        bound += _x[i]->isBound();
-      }
+    if (_index) {
+      bound = _lo[v - _offset];
+      possible = _hi[v - _offset];
+    } else {
+      for (int i = 0; i < _n; ++i)
+        if (_x[i]->member(v)) {
+          ++possible;
+          bound += _x[i]->isBound();
+        }
+    }
     const int lo = _count ? _count[k]->getMin() : _low[k];
     const int hi = _count ? _count[k]->getMax() : _up[k];
     if (bound > hi || possible < lo) return NuvCPFailure;
@@ -312,6 +337,7 @@ int NuvCPCardinalityI::filter() {
     }
   }
   for (int i = 0; i < n; ++i) {
+    if (_x[i]->isBound()) continue;
     int r = NuvCPSuspend;
     nuvCPForEachValue(_x[i], [&](int value) {
       const int v = value - _offset;

@@ -45,10 +45,9 @@ int NuvCPSlidingSumI::propagate() {
       newMax = std::min(newMax, _up - (lo[w + _q] - lo[w] - mn));
       newMin = std::max(newMin, _low - (hi[w + _q] - hi[w] - mx));
     }
+    if (newMax < mx && _x[i]->updateMax(nuvCPClampInt(newMax)) == NuvCPFailure) return NuvCPFailure;
+    if (newMin > mn && _x[i]->updateMin(nuvCPClampInt(newMin)) == NuvCPFailure) return NuvCPFailure;
     changed = changed || newMax < mx || newMin > mn;
-    if (_x[i]->updateMax(nuvCPClampInt(newMax)) == NuvCPFailure ||
-        _x[i]->updateMin(nuvCPClampInt(newMin)) == NuvCPFailure)
-      return NuvCPFailure;
   }
   // Entailed only when the windows were checked on these very values.
   if (changed) return NuvCPSuspend;
@@ -57,9 +56,50 @@ int NuvCPSlidingSumI::propagate() {
   return NuvCPSuccess;
 }
 
+// The windows through position i, each with its own sums (bounds read
+// before the narrowings, so each narrowing holds in all solutions).
+int NuvCPSlidingSumI::windowsAt(int i) {
+  const int first = std::max(0, i - _q + 1), last = std::min(i, _n - _q);
+  if (first > last) return NuvCPSuspend;
+  // The bounds of positions first..last + q - 1, read once (the prefix-sum
+  // scratch is free between runs).
+  std::int64_t* mn = _sums;
+  std::int64_t* mx = _sums + _n + 1;
+  std::int64_t lo = 0, hi = 0;
+  for (int j = first; j < last + _q; ++j) {
+    mn[j] = _x[j]->getMin();
+    mx[j] = _x[j]->getMax();
+    if (j < first + _q) {
+      lo += mn[j];
+      hi += mx[j];
+    }
+  }
+  for (int w = first;; ++w) {
+    if (lo > _up || hi < _low) return NuvCPFailure;
+    if (hi > _up || lo < _low) {
+      for (int j = w; j < w + _q; ++j) {
+        const std::int64_t newMax = _up - (lo - mn[j]), newMin = _low - (hi - mx[j]);
+        if (newMax < mx[j] && _x[j]->updateMax(nuvCPClampInt(newMax)) == NuvCPFailure) return NuvCPFailure;
+        if (newMin > mn[j] && _x[j]->updateMin(nuvCPClampInt(newMin)) == NuvCPFailure) return NuvCPFailure;
+      }
+    }
+    if (w == last) return NuvCPSuspend;
+    // The next window's sums from the bounds read before any narrowing:
+    // still valid bounds, so its narrowings hold too; the narrowed
+    // variables' own events tighten further.
+    lo += mn[w + _q] - mn[w];
+    hi += mx[w + _q] - mx[w];
+  }
+}
+
+int NuvCPSlidingSumI::updateBoundsIdx(NuvCPIntVarI*, int i) { return windowsAt(i); }
+int NuvCPSlidingSumI::valBindIdx(NuvCPIntVarI*, int i, int) { return windowsAt(i); }
+
 int NuvCPSlidingSumI::post(int) {
   if (!ok()) return NuvCPFailure;
+  // Subscribed first, so that the first pass's own narrowings come back
+  // as events.
   for (int i = 0; i < _n; ++i)
-    if (!_x[i]->isBound()) _x[i]->addBounds(this);
+    if (!_x[i]->isBound()) _x[i]->addAC5BoundsIdx(this, i);
   return propagate();
 }

@@ -17,7 +17,11 @@
 // sum exceeds up or whose greatest falls below low fails; each variable is
 // bounded by the room the rest of each of its windows leaves. Exact once
 // everything is bound. Not the stronger flow-based filtering of van Hoeve
-// et al. ("Revisiting the sequence constraint", CP 2006).
+// et al. ("Revisiting the sequence constraint", CP 2006). Their simpler
+// domain-consistent form for 0/1 variables, regular over the automaton of
+// the last q - 1 values, was tried on car sequencing (30 and 24 cars, 5
+// options, windows 2..5): it saved under 1% of the nodes and took 1.8
+// times as long, so the windows' bounds stay.
 // Cost of one run: O(n) for the windows' sums (prefix sums) plus
 // O(n * q) for the bounds.
 // Shared arguments: a variable twice in one window is counted twice by the
@@ -31,6 +35,8 @@ class NuvCPSlidingSumI : public NuvCPCstrI {
   void mark(PimMarker& m) override;
   void print(std::ostream& os) const override;
   int propagate() override;
+  int updateBoundsIdx(NuvCPIntVarI* x, int i) override;
+  int valBindIdx(NuvCPIntVarI* x, int i, int v) override;
   int post(int level) override;
   bool ok() const { return _n == 0 || _sums; }
 
@@ -38,4 +44,5 @@ class NuvCPSlidingSumI : public NuvCPCstrI {
   std::int32_t _n, _q, _low, _up;
   NuvCPIntVarI** _x = nullptr;
   std::int64_t* _sums = nullptr;  // prefix sums of the minima, then the maxima
+  int windowsAt(int i);
 };
