@@ -22,12 +22,18 @@
 // the last q - 1 values, was tried on car sequencing (30 and 24 cars, 5
 // options, windows 2..5): it saved under 1% of the nodes and took 1.8
 // times as long, so the windows' bounds stay.
-// Cost of one run: O(n) for the windows' sums (prefix sums) plus
-// O(n * q) for the bounds.
+// Cost: the post's pass is O(n * q) (prefix sums, then each variable's
+// windows); afterwards each bound event on position i rechecks the at most
+// q windows through i, O(q) reads and O(q * q) arithmetic, narrowing only
+// in a window whose sums leave room to narrow. One propagator woken per
+// event costs a little more than the windows as separate linear
+// constraints on car sequencing (about 9 %), and needs n - q + 1 fewer
+// propagators.
 // Shared arguments: a variable twice in one window is counted twice by the
 // sums, as the relation says, but its bounds are narrowed as if it were
 // two variables: sound, weaker; exact once bound.
-// Members: x, q, low and up are constant; the prefix sums are scratch.
+// Members: x, q, low and up are constant; the prefix sums (and the bounds
+// read by an event) are scratch.
 class NuvCPSlidingSumI : public NuvCPCstrI {
  public:
   NuvCPSlidingSumI(NuvCPManagerI* store, int n, NuvCPIntVarI* const* x, int q, int low, int up);
