@@ -72,6 +72,13 @@ TEST(Sequence, StretchesAndValuePrecedenceAreDomainConsistent) {
   o.trials = 200;
   o.consistency = Consistency::Domain;
   EXPECT_GT(checker.run(o).trialsWithSolutions, 10);
+  // One variable at two positions, next to each other or apart.
+  o.consistency = Consistency::None;
+  const std::vector<std::pair<int, int>> five(5, {0, 3});
+  auto postStretch = [&](NuvCPManagerI& s, const Vars& v) { return postAutomaton(s, v, stretch); };
+  checkShared({{0}, {0}, {1}, {2}, {3}}, five, postStretch, stretchHolds, o);
+  checkShared({{0}, {1}, {2}, {0}, {3}}, five, postStretch, stretchHolds, o);
+  o.consistency = Consistency::Domain;
   // 2 precedes 0 over values -1..3: a 0 only after some 2.
   const NuvCPAutomatonTables precede = nuvCPValuePrecedeAutomaton(2, 0, -1, 3);
   PropagatorChecker prec(
