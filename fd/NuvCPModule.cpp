@@ -17,6 +17,7 @@
 #include "fd/NuvCPAutomaton.h"
 #include "fd/NuvCPBalance.h"
 #include "fd/NuvCPCardinality.h"
+#include "fd/NuvCPCircuit.h"
 #include "fd/NuvCPLex.h"
 #include "fd/NuvCPArithI.h"
 #include "fd/NuvCPElement.h"
@@ -125,8 +126,8 @@ const ClassRow kClasses[] = {
     {"CP$Adapter", nuvCPAdapterFactory},
     {"CP$Mult", nuvCPArithFactory},
     {"CP$Square", nuvCPArithFactory},
-    {"CP$circuit", unavailable},
-    {"CP$NoCycle", unavailable},
+    {"CP$circuit", nuvCPCircuitFactory},
+    {"CP$NoCycle", nuvCPCircuitFactory},
     {"CP$Inverse", nuvCPInverseFactory},
     {"CP$pairLink", nuvCPFunctionalTableFactory},
     {"CP$MultiFunctionalTable", nuvCPFunctionalTableFactory},

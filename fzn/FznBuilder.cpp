@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "fd/NuvCPAllDiffI.h"
+#include "fd/NuvCPCircuitI.h"
 #include "fd/NuvCPAmongI.h"
 #include "fd/NuvCPArrayRelI.h"
 #include "fd/NuvCPIVarI.h"
@@ -136,6 +137,7 @@ FznBuilder::FznBuilder(const FznModel& model, RavRuntime& rt, NuvNativeObject* s
       {"nuvfd_lex_bool", {&B::lex, {BVA, BVA, I}}},
       {"nuvfd_global_cardinality_low_up", {&B::globalCardinality, {IVA, IA, IA, IA, I}}},
       {"nuvfd_cost_regular", {&B::regular, {IVA, I, I, IA, I, IA, IA, IV}}},
+      {"nuvfd_circuit", {&B::circuit, {I, IVA, I}}},
   };
 }
 
@@ -1505,6 +1507,27 @@ void FznBuilder::slidingSum(const FznConstraint& c) {
   post("CP$SequenceLink", {RavValue(vars(c.args[3])), RavValue(checkedInt(fixedValue(c.args[0]), c.pos, "low")),
                            RavValue(checkedInt(fixedValue(c.args[1]), c.pos, "up")),
                            RavValue(checkedInt(fixedValue(c.args[2]), c.pos, "window"))});
+}
+
+// circuit through the language class (its nodes named from the first
+// index); subcircuit has no class of its own, so its propagator goes on
+// the store directly.
+void FznBuilder::circuit(const FznConstraint& c) {
+  if (_failed) return;
+  const int low = checkedInt(fixedValue(c.args[0]), c.pos, "first index");
+  RavObjectArray x = vars(c.args[1]);
+  if (std::int64_t{low} + static_cast<std::int64_t>(x.values.size()) >= INT32_MAX)
+    _m.fail(c.pos, "constraint " + _m.name(c.symbol) + ": the node names reach past 2147483646");
+  if (fixedValue(c.args[2]) == 0) {
+    x.low = low;
+    post("CP$circuit", {RavValue(x)});
+    return;
+  }
+  const std::vector<NuvCPIntVarI*> xs = implVars(x);
+  NuvCPManagerI* s = store();
+  auto* p = nuvCPNew<NuvCPCircuitI>(s->allocator(), s, static_cast<int>(xs.size()), xs.data(), low,
+                                    NuvCPCircuitI::Subcircuit);
+  postPropagator(p && p->ok() ? p : nullptr, c);
 }
 
 // value_precede(s, t, x): a two-state automaton over the values x may

@@ -204,6 +204,7 @@ class FznBuilder {
   void arrayRelation(const FznConstraint& c);
   void member(const FznConstraint& c);
   void valuePrecede(const FznConstraint& c);
+  void circuit(const FznConstraint& c);
   RavIntArray constants(const FznConstraint& c, std::size_t k) const;
 
   // Shared shapes.

@@ -770,6 +770,30 @@ TEST_F(LanguageTest, ShavingObjects) {
   EXPECT_EQ(call(s, "post", create("CP$Shaving", {RavObjectArray{1, {x}}})).asInt(), 2);
 }
 
+TEST_F(LanguageTest, SuccessorGraphObjects) {
+  NuvNativeObject* s = makeStore();
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$circuit", {RavValue()}); }), "circuit(null)");
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$NoCycle", {RavValue()}); }), "NoCycle(null)");
+  // Nodes named 0..2 by the array's index range: 0 -> 1 leaves 1 -> 2
+  // and 2 -> 0.
+  NuvNativeObject* a = makeVar(s, 1, 1);
+  NuvNativeObject* b = makeVar(s, -5, 5);
+  NuvNativeObject* c = makeVar(s, -5, 5);
+  EXPECT_EQ(call(s, "post", create("CP$circuit", {RavObjectArray{0, {a, b, c}}})).asInt(), 2);
+  EXPECT_EQ(call(b, "getMin").asInt(), 2);
+  EXPECT_EQ(call(c, "getMax").asInt(), 0);
+  // No cycle over nodes 1..2 with 1 -> 2: 2 may not go back to 1 (nor to
+  // itself), any other value ends the path.
+  NuvNativeObject* d = makeVar(s, 2, 2);
+  NuvNativeObject* e = makeVar(s, 1, 3);
+  EXPECT_EQ(call(s, "post", create("CP$NoCycle", {RavObjectArray{1, {d, e}}})).asInt(), 2);
+  EXPECT_EQ(call(e, "getMin").asInt(), 3);
+}
+
 TEST_F(LanguageTest, PostingBuildsPropagatorsAndHandlesNameTheirClass) {
   NuvNativeObject* s = makeStore();
   NuvNativeObject* x = makeVar(s, 0, 9);
@@ -811,6 +835,8 @@ TEST_F(LanguageTest, PostingBuildsPropagatorsAndHandlesNameTheirClass) {
       {"CP$NotLastOptionalCstr", {st, du, st, pr}},
       {"CP$DiscreteEdgeFinder", {st, du, du, d}},
       {"CP$TimeTableMinCstr", {st, du, du, 1, 0, 4}},
+      {"CP$circuit", {st}},
+      {"CP$NoCycle", {st}},
   };
   for (const auto& [cls, args] : built) {
     NuvCPDaemonI* q = static_cast<NuvCPCstr*>(create(cls, args))->build(static_cast<NuvCPManager*>(s)->store());

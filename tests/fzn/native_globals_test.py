@@ -352,6 +352,27 @@ def value_precede_int(rng):
     return "\n".join(lines) + "\n", False
 
 
+def successor_graph(what):
+    def gen(rng):
+        """circuit/subcircuit over 3-6 nodes named from 0, 1 or 3, some links
+        removed; all solutions, or the cheapest tour."""
+        n, low = rng.randint(3, 6), rng.choice([0, 1, 3])
+        nodes = f"{low}..{low + n - 1}"
+        lines = ['include "globals.mzn";', f"array[{nodes}] of var {nodes}: x;", f"constraint {what}(x);"]
+        for i in range(low, low + n):
+            for _ in range(rng.randint(0, 2)):
+                lines.append(f"constraint x[{i}] != {rng.randint(low, low + n - 1)};")
+        if rng.random() < 0.4:
+            cost = [rng.randint(0, 9) for _ in range(n * n)]
+            lines += [f"array[{nodes}, {nodes}] of int: c = array2d({nodes}, {nodes}, {cost});",
+                      f"var int: obj = sum(i in {nodes})(c[i, x[i]]);",
+                      "solve minimize obj;", 'output ["obj=\\(obj)\\n"];']
+            return "\n".join(lines) + "\n", True
+        lines += ["solve satisfy;", 'output ["x=\\(x)\\n"];']
+        return "\n".join(lines) + "\n", False
+    return gen
+
+
 def array_relation(what, boolean=False):
     def gen(rng):
         """An array relation over 3-5 variables; all solutions."""
@@ -372,7 +393,7 @@ def array_relation(what, boolean=False):
     return gen
 
 
-GLOBALS = {"regular": regular, "increasing_int": array_relation("increasing"),
+GLOBALS = {"regular": regular, "circuit": successor_graph("circuit"), "subcircuit": successor_graph("subcircuit"), "increasing_int": array_relation("increasing"),
            "decreasing_int": array_relation("decreasing"),
            "strictly_increasing_int": array_relation("strictly_increasing"),
            "increasing_bool": array_relation("increasing", True), "all_equal_int": array_relation("all_equal"),
