@@ -17,6 +17,7 @@
 #include "fd/NuvCPAutomaton.h"
 #include "fd/NuvCPBalance.h"
 #include "fd/NuvCPCardinality.h"
+#include "fd/NuvCPBinPacking.h"
 #include "fd/NuvCPCircuit.h"
 #include "fd/NuvCPLex.h"
 #include "fd/NuvCPArithI.h"
@@ -136,8 +137,8 @@ const ClassRow kClasses[] = {
     {"CP$FunctionalTableCstr", nuvCPFunctionalTableFactory},
     {"CP$Table", nuvCPTableFactory},
     {"CP$TableCstr", nuvCPTableFactory},
-    {"CP$BinPacking", unavailable},
-    {"CP$BinPackingLB", unavailable},
+    {"CP$BinPacking", nuvCPBinPackingFactory},
+    {"CP$BinPackingLB", nuvCPBinPackingFactory},
     {"CP$SequenceLink", nuvCPAmongFactory},
     {"CP$BinaryKnapsackAC", unavailable},
     {"CP$SparseBinaryKnapsackAC", unavailable},

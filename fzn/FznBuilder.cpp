@@ -138,6 +138,7 @@ FznBuilder::FznBuilder(const FznModel& model, RavRuntime& rt, NuvNativeObject* s
       {"nuvfd_global_cardinality_low_up", {&B::globalCardinality, {IVA, IA, IA, IA, I}}},
       {"nuvfd_cost_regular", {&B::regular, {IVA, I, I, IA, I, IA, IA, IV}}},
       {"nuvfd_circuit", {&B::circuit, {I, IVA, I}}},
+      {"nuvfd_bin_packing_load", {&B::binPacking, {IVA, IVA, IA, I}}},
   };
 }
 
@@ -1528,6 +1529,17 @@ void FznBuilder::circuit(const FznConstraint& c) {
   auto* p = nuvCPNew<NuvCPCircuitI>(s->allocator(), s, static_cast<int>(xs.size()), xs.data(), low,
                                     NuvCPCircuitI::Subcircuit);
   postPropagator(p && p->ok() ? p : nullptr, c);
+}
+
+// bin_packing_load(load, bin, w): CP$BinPackingLB, its bins named from
+// the loads' first index.
+void FznBuilder::binPacking(const FznConstraint& c) {
+  RavObjectArray load = vars(c.args[0]);
+  load.low = checkedInt(fixedValue(c.args[3]), c.pos, "first bin");
+  if (std::int64_t{load.low} + static_cast<std::int64_t>(load.values.size()) >= INT32_MAX)
+    _m.fail(c.pos, "constraint " + _m.name(c.symbol) + ": the bin names reach past 2147483646");
+  post("CP$BinPackingLB", {RavValue(vars(c.args[1])), RavValue(intArray(_m.intArrayValue(c.args[2]), c.pos)),
+                           RavValue(load)});
 }
 
 // value_precede(s, t, x): a two-state automaton over the values x may

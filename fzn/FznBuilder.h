@@ -205,6 +205,7 @@ class FznBuilder {
   void member(const FznConstraint& c);
   void valuePrecede(const FznConstraint& c);
   void circuit(const FznConstraint& c);
+  void binPacking(const FznConstraint& c);
   RavIntArray constants(const FznConstraint& c, std::size_t k) const;
 
   // Shared shapes.

@@ -794,6 +794,30 @@ TEST_F(LanguageTest, SuccessorGraphObjects) {
   EXPECT_EQ(call(e, "getMin").asInt(), 3);
 }
 
+TEST_F(LanguageTest, BinPackingObjects) {
+  NuvNativeObject* s = makeStore();
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  NuvNativeObject* a = makeVar(s, 0, 9);
+  NuvNativeObject* b = makeVar(s, 0, 9);
+  NuvNativeObject* l0 = makeVar(s, 0, 4);
+  NuvNativeObject* l1 = makeVar(s, 0, 9);
+  const RavObjectArray items{1, {a, b}}, loads{0, {l0, l1}};
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$BinPacking", {RavValue(), RavIntArray{1, {1}}, loads}); }),
+            "BinPacking(null,int[],var<CP>{int}[])");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$BinPackingLB", {items, RavIntArray{1, {1}}, loads}); }),
+            "BinPackingLB: 2 items and 1 weights");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$BinPacking", {items, RavIntArray{1, {1, -2}}, loads}); }),
+            "BinPacking: the weight -2 is negative");
+  // Bins 0 and 1; the 5 does not fit bin 0 (at most 4).
+  EXPECT_EQ(call(s, "post", create("CP$BinPackingLB", {items, RavIntArray{1, {5, 3}}, loads})).asInt(), 2);
+  EXPECT_EQ(call(a, "getMin").asInt(), 1);
+  EXPECT_EQ(call(b, "getMax").asInt(), 1);
+  EXPECT_EQ(call(l1, "getMin").asInt(), 5);
+}
+
 TEST_F(LanguageTest, PostingBuildsPropagatorsAndHandlesNameTheirClass) {
   NuvNativeObject* s = makeStore();
   NuvNativeObject* x = makeVar(s, 0, 9);
@@ -837,6 +861,8 @@ TEST_F(LanguageTest, PostingBuildsPropagatorsAndHandlesNameTheirClass) {
       {"CP$TimeTableMinCstr", {st, du, du, 1, 0, 4}},
       {"CP$circuit", {st}},
       {"CP$NoCycle", {st}},
+      {"CP$BinPacking", {st, RavIntArray{1, {1, 2}}, st}},
+      {"CP$BinPackingLB", {st, RavIntArray{1, {1, 2}}, st}},
   };
   for (const auto& [cls, args] : built) {
     NuvCPDaemonI* q = static_cast<NuvCPCstr*>(create(cls, args))->build(static_cast<NuvCPManager*>(s)->store());

@@ -373,6 +373,34 @@ def successor_graph(what):
     return gen
 
 
+def packing(what):
+    def gen(rng):
+        """bin_packing(_capa, _load) with 3-5 items of weights 0-5 in 2-3
+        bins named from 0, 1 or 2; all solutions, or the least greatest
+        load."""
+        n, m, low = rng.randint(3, 5), rng.randint(2, 3), rng.choice([0, 1, 2])
+        bins = f"{low}..{low + m - 1}"
+        w = [rng.randint(0, 5) for _ in range(n)]
+        lines = ['include "globals.mzn";', f"array[1..{n}] of var {bins}: bin;", f"array[1..{n}] of int: w = {w};"]
+        if what == "bin_packing":
+            lines.append(f"constraint bin_packing({rng.randint(4, 9)}, bin, w);")
+            load = f"[sum(i in 1..{n})(w[i] * (bin[i] = b)) | b in {bins}]"
+        elif what == "bin_packing_capa":
+            caps = [rng.randint(3, 9) for _ in range(m)]
+            lines.append(f"constraint bin_packing_capa(array1d({bins}, {caps}), bin, w);")
+            load = f"[sum(i in 1..{n})(w[i] * (bin[i] = b)) | b in {bins}]"
+        else:
+            lines += [f"array[{bins}] of var 0..{rng.randint(5, 12)}: load;",
+                      "constraint bin_packing_load(load, bin, w);"]
+            load = "load"
+        if rng.random() < 0.4:
+            lines += [f"var int: obj = max({load});", "solve minimize obj;", 'output ["obj=\\(obj)\\n"];']
+            return "\n".join(lines) + "\n", True
+        lines += ["solve satisfy;", 'output ["bin=\\(bin)\\n"];']
+        return "\n".join(lines) + "\n", False
+    return gen
+
+
 def array_relation(what, boolean=False):
     def gen(rng):
         """An array relation over 3-5 variables; all solutions."""
@@ -393,7 +421,8 @@ def array_relation(what, boolean=False):
     return gen
 
 
-GLOBALS = {"regular": regular, "circuit": successor_graph("circuit"), "subcircuit": successor_graph("subcircuit"), "increasing_int": array_relation("increasing"),
+GLOBALS = {"regular": regular, "bin_packing": packing("bin_packing"),
+           "bin_packing_capa": packing("bin_packing_capa"), "bin_packing_load": packing("bin_packing_load"), "circuit": successor_graph("circuit"), "subcircuit": successor_graph("subcircuit"), "increasing_int": array_relation("increasing"),
            "decreasing_int": array_relation("decreasing"),
            "strictly_increasing_int": array_relation("strictly_increasing"),
            "increasing_bool": array_relation("increasing", True), "all_equal_int": array_relation("all_equal"),
