@@ -19,6 +19,7 @@
 #include "fd/NuvCPCardinality.h"
 #include "fd/NuvCPBinPacking.h"
 #include "fd/NuvCPCircuit.h"
+#include "fd/NuvCPKnapsack.h"
 #include "fd/NuvCPLex.h"
 #include "fd/NuvCPArithI.h"
 #include "fd/NuvCPElement.h"
@@ -140,9 +141,9 @@ const ClassRow kClasses[] = {
     {"CP$BinPacking", nuvCPBinPackingFactory},
     {"CP$BinPackingLB", nuvCPBinPackingFactory},
     {"CP$SequenceLink", nuvCPAmongFactory},
-    {"CP$BinaryKnapsackAC", unavailable},
-    {"CP$SparseBinaryKnapsackAC", unavailable},
-    {"CP$LightBinaryKnapsack", unavailable},
+    {"CP$BinaryKnapsackAC", nuvCPKnapsackFactory},
+    {"CP$SparseBinaryKnapsackAC", nuvCPKnapsackFactory},
+    {"CP$LightBinaryKnapsack", nuvCPKnapsackFactory},
     {"CP$MinAssignment", unavailable},
     {"CP$FloatMinAssignment", unavailable},
     {"CP$MinSpanningTree", unavailable},

@@ -139,6 +139,7 @@ FznBuilder::FznBuilder(const FznModel& model, RavRuntime& rt, NuvNativeObject* s
       {"nuvfd_cost_regular", {&B::regular, {IVA, I, I, IA, I, IA, IA, IV}}},
       {"nuvfd_circuit", {&B::circuit, {I, IVA, I}}},
       {"nuvfd_bin_packing_load", {&B::binPacking, {IVA, IVA, IA, I}}},
+      {"nuvfd_knapsack", {&B::knapsack, {IA, IA, IVA, IV, IV}}},
   };
 }
 
@@ -1540,6 +1541,19 @@ void FznBuilder::binPacking(const FznConstraint& c) {
     _m.fail(c.pos, "constraint " + _m.name(c.symbol) + ": the bin names reach past 2147483646");
   post("CP$BinPackingLB", {RavValue(vars(c.args[1])), RavValue(intArray(_m.intArrayValue(c.args[2]), c.pos)),
                            RavValue(load)});
+}
+
+// knapsack(w, p, x, W, P) over 0/1 x: two binary knapsacks, over bit sets
+// while the coefficients' sum stays within them, else over lists of sums.
+void FznBuilder::knapsack(const FznConstraint& c) {
+  const RavObjectArray x = vars(c.args[2]);
+  for (int k : {0, 1}) {
+    const std::vector<std::int64_t> coef = _m.intArrayValue(c.args[k]);
+    std::int64_t sum = 0;
+    for (std::int64_t v : coef) sum += v;
+    post(sum < (1 << 20) ? "CP$BinaryKnapsackAC" : "CP$SparseBinaryKnapsackAC",
+         {RavValue(x), RavValue(intArray(coef, c.pos)), RavValue(var(c.args[k + 3]))});
+  }
 }
 
 // value_precede(s, t, x): a two-state automaton over the values x may

@@ -206,6 +206,7 @@ class FznBuilder {
   void valuePrecede(const FznConstraint& c);
   void circuit(const FznConstraint& c);
   void binPacking(const FznConstraint& c);
+  void knapsack(const FznConstraint& c);
   RavIntArray constants(const FznConstraint& c, std::size_t k) const;
 
   // Shared shapes.

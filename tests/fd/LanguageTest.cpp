@@ -818,6 +818,31 @@ TEST_F(LanguageTest, BinPackingObjects) {
   EXPECT_EQ(call(l1, "getMin").asInt(), 5);
 }
 
+TEST_F(LanguageTest, KnapsackObjects) {
+  NuvNativeObject* s = makeStore();
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  NuvNativeObject* a = makeVar(s, 0, 1);
+  NuvNativeObject* b = makeVar(s, 0, 1);
+  NuvNativeObject* load = makeVar(s, 1, 7);
+  const RavObjectArray x{1, {a, b}};
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$BinaryKnapsackAC", {x, RavIntArray{1, {1, 2}}, RavValue()}); }),
+            "BinaryKnapsackAC(var<CP>{int}[],int[],null)");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$LightBinaryKnapsack", {x, RavIntArray{1, {1}}, load}); }),
+            "LightBinaryKnapsack: 2 variables and 1 weights");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] {
+              create("CP$SparseBinaryKnapsackAC", {x, RavIntArray{1, {1, -1}}, load});
+            }),
+            "SparseBinaryKnapsackAC: the weight -1 is negative");
+  // 3a + 5b in 1..7: the sums 3 and 5 only; one of them is in.
+  EXPECT_EQ(call(s, "post", create("CP$BinaryKnapsackAC", {x, RavIntArray{1, {3, 5}}, load})).asInt(), 2);
+  EXPECT_EQ(call(load, "getMin").asInt(), 3);
+  EXPECT_EQ(call(load, "getMax").asInt(), 5);
+  EXPECT_EQ(call(load, "getSize").asInt(), 2);
+}
+
 TEST_F(LanguageTest, PostingBuildsPropagatorsAndHandlesNameTheirClass) {
   NuvNativeObject* s = makeStore();
   NuvNativeObject* x = makeVar(s, 0, 9);
@@ -863,6 +888,9 @@ TEST_F(LanguageTest, PostingBuildsPropagatorsAndHandlesNameTheirClass) {
       {"CP$NoCycle", {st}},
       {"CP$BinPacking", {st, RavIntArray{1, {1, 2}}, st}},
       {"CP$BinPackingLB", {st, RavIntArray{1, {1, 2}}, st}},
+      {"CP$BinaryKnapsackAC", {pr, RavIntArray{1, {1, 2}}, x}},
+      {"CP$SparseBinaryKnapsackAC", {pr, RavIntArray{1, {1, 2}}, x}},
+      {"CP$LightBinaryKnapsack", {pr, RavIntArray{1, {1, 2}}, x}},
   };
   for (const auto& [cls, args] : built) {
     NuvCPDaemonI* q = static_cast<NuvCPCstr*>(create(cls, args))->build(static_cast<NuvCPManager*>(s)->store());

@@ -401,6 +401,23 @@ def packing(what):
     return gen
 
 
+def knapsack(rng):
+    """knapsack over 3-6 items taken 0 or 1 times (sometimes up to twice:
+    the decomposition then), weights and profits 0-9; all solutions under a
+    capacity, or the greatest profit."""
+    n = rng.randint(3, 6)
+    w = [rng.randint(0, 9) for _ in range(n)]
+    p = [rng.randint(0, 9) for _ in range(n)]
+    top = 2 if rng.random() < 0.2 else 1
+    lines = ['include "globals.mzn";', f"array[1..{n}] of var 0..{top}: x;", f"var 0..{rng.randint(8, 20)}: W;",
+             "var 0..60: P;", f"constraint knapsack({w}, {p}, x, W, P);"]
+    if rng.random() < 0.5:
+        lines += ["solve maximize P;", 'output ["P=\\(P)\\n"];']
+        return "\n".join(lines) + "\n", True
+    lines += ["solve satisfy;", 'output ["x=\\(x) W=\\(W) P=\\(P)\\n"];']
+    return "\n".join(lines) + "\n", False
+
+
 def array_relation(what, boolean=False):
     def gen(rng):
         """An array relation over 3-5 variables; all solutions."""
@@ -421,7 +438,7 @@ def array_relation(what, boolean=False):
     return gen
 
 
-GLOBALS = {"regular": regular, "bin_packing": packing("bin_packing"),
+GLOBALS = {"regular": regular, "knapsack": knapsack, "bin_packing": packing("bin_packing"),
            "bin_packing_capa": packing("bin_packing_capa"), "bin_packing_load": packing("bin_packing_load"), "circuit": successor_graph("circuit"), "subcircuit": successor_graph("subcircuit"), "increasing_int": array_relation("increasing"),
            "decreasing_int": array_relation("decreasing"),
            "strictly_increasing_int": array_relation("strictly_increasing"),
