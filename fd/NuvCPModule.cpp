@@ -20,6 +20,7 @@
 #include "fd/NuvCPBinPacking.h"
 #include "fd/NuvCPCircuit.h"
 #include "fd/NuvCPKnapsack.h"
+#include "fd/NuvCPMinAssignment.h"
 #include "fd/NuvCPLex.h"
 #include "fd/NuvCPArithI.h"
 #include "fd/NuvCPElement.h"
@@ -144,7 +145,7 @@ const ClassRow kClasses[] = {
     {"CP$BinaryKnapsackAC", nuvCPKnapsackFactory},
     {"CP$SparseBinaryKnapsackAC", nuvCPKnapsackFactory},
     {"CP$LightBinaryKnapsack", nuvCPKnapsackFactory},
-    {"CP$MinAssignment", unavailable},
+    {"CP$MinAssignment", nuvCPMinAssignmentFactory},
     {"CP$FloatMinAssignment", unavailable},
     {"CP$MinSpanningTree", unavailable},
     {"CP$Deviation", nuvCPBalanceFactory},

@@ -843,6 +843,30 @@ TEST_F(LanguageTest, KnapsackObjects) {
   EXPECT_EQ(call(load, "getSize").asInt(), 2);
 }
 
+TEST_F(LanguageTest, MinAssignmentObjects) {
+  NuvNativeObject* s = makeStore();
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  NuvNativeObject* a = makeVar(s, 0, 9);
+  NuvNativeObject* b = makeVar(s, 0, 9);
+  NuvNativeObject* z = makeVar(s, 0, 100);
+  const RavObjectArray x{0, {a, b}};
+  const RavIntArray c{0, {4, 1, 2, 8}};
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$MinAssignment", {x, c, RavValue()}); }),
+            "minAssignment(var<CP>{int}[],int[,],null)");
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$MinAssignment", {RavValue(), c, z}); }),
+            "minAssignment(null,int[,],var<CP>{int})");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$MinAssignment", {x, RavIntArray{0, {1, 2, 3}}, z}); }),
+            "minAssignment: 3 costs for 2 rows (the rows need as many columns at least)");
+  // Columns 0 and 1: a = 1, b = 0 costs 3, the other way 12.
+  EXPECT_EQ(call(s, "post", create("CP$MinAssignment", {x, c, z})).asInt(), 2);
+  EXPECT_EQ(call(z, "getMin").asInt(), 3);
+  EXPECT_EQ(call(z, "getMax").asInt(), 12);
+  EXPECT_EQ(call(a, "getMax").asInt(), 1);
+}
+
 TEST_F(LanguageTest, PostingBuildsPropagatorsAndHandlesNameTheirClass) {
   NuvNativeObject* s = makeStore();
   NuvNativeObject* x = makeVar(s, 0, 9);
@@ -891,6 +915,7 @@ TEST_F(LanguageTest, PostingBuildsPropagatorsAndHandlesNameTheirClass) {
       {"CP$BinaryKnapsackAC", {pr, RavIntArray{1, {1, 2}}, x}},
       {"CP$SparseBinaryKnapsackAC", {pr, RavIntArray{1, {1, 2}}, x}},
       {"CP$LightBinaryKnapsack", {pr, RavIntArray{1, {1, 2}}, x}},
+      {"CP$MinAssignment", {st, RavIntArray{1, {1, 2, 3, 4}}, x}},
   };
   for (const auto& [cls, args] : built) {
     NuvCPDaemonI* q = static_cast<NuvCPCstr*>(create(cls, args))->build(static_cast<NuvCPManager*>(s)->store());
