@@ -21,6 +21,7 @@
 #include "fd/NuvCPCircuit.h"
 #include "fd/NuvCPKnapsack.h"
 #include "fd/NuvCPMinAssignment.h"
+#include "fd/NuvCPSpanningTree.h"
 #include "fd/NuvCPLex.h"
 #include "fd/NuvCPArithI.h"
 #include "fd/NuvCPElement.h"
@@ -147,7 +148,7 @@ const ClassRow kClasses[] = {
     {"CP$LightBinaryKnapsack", nuvCPKnapsackFactory},
     {"CP$MinAssignment", nuvCPMinAssignmentFactory},
     {"CP$FloatMinAssignment", unavailable},
-    {"CP$MinSpanningTree", unavailable},
+    {"CP$MinSpanningTree", nuvCPSpanningTreeFactory},
     {"CP$Deviation", nuvCPBalanceFactory},
     {"CP$Spread", nuvCPBalanceFactory},
     {"CP$TimeTable", nuvCPTimeTableResourceFactory},

@@ -140,6 +140,7 @@ FznBuilder::FznBuilder(const FznModel& model, RavRuntime& rt, NuvNativeObject* s
       {"nuvfd_circuit", {&B::circuit, {I, IVA, I}}},
       {"nuvfd_bin_packing_load", {&B::binPacking, {IVA, IVA, IA, I}}},
       {"nuvfd_knapsack", {&B::knapsack, {IA, IA, IVA, IV, IV}}},
+      {"nuvfd_wst", {&B::spanningTree, {I, IA, IA, IA, BVA, IV}}},
   };
 }
 
@@ -1554,6 +1555,14 @@ void FznBuilder::knapsack(const FznConstraint& c) {
     post(sum < (1 << 20) ? "CP$BinaryKnapsackAC" : "CP$SparseBinaryKnapsackAC",
          {RavValue(x), RavValue(intArray(coef, c.pos)), RavValue(var(c.args[k + 3]))});
   }
+}
+
+// weighted_spanning_tree: CP$MinSpanningTree over the Boolean edges.
+void FznBuilder::spanningTree(const FznConstraint& c) {
+  post("CP$MinSpanningTree",
+       {RavValue(checkedInt(fixedValue(c.args[0]), c.pos, "the number of nodes")),
+        RavValue(intArray(_m.intArrayValue(c.args[1]), c.pos)), RavValue(intArray(_m.intArrayValue(c.args[2]), c.pos)),
+        RavValue(intArray(_m.intArrayValue(c.args[3]), c.pos)), RavValue(vars(c.args[4])), RavValue(var(c.args[5]))});
 }
 
 // value_precede(s, t, x): a two-state automaton over the values x may

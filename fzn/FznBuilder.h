@@ -207,6 +207,7 @@ class FznBuilder {
   void circuit(const FznConstraint& c);
   void binPacking(const FznConstraint& c);
   void knapsack(const FznConstraint& c);
+  void spanningTree(const FznConstraint& c);
   RavIntArray constants(const FznConstraint& c, std::size_t k) const;
 
   // Shared shapes.

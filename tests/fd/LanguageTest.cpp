@@ -867,6 +867,34 @@ TEST_F(LanguageTest, MinAssignmentObjects) {
   EXPECT_EQ(call(a, "getMax").asInt(), 1);
 }
 
+TEST_F(LanguageTest, SpanningTreeObjects) {
+  NuvNativeObject* s = makeStore();
+  auto create = [&](const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  };
+  NuvNativeObject* a = makeVar(s, 0, 1);
+  NuvNativeObject* b = makeVar(s, 0, 1);
+  NuvNativeObject* c = makeVar(s, 0, 1);
+  NuvNativeObject* z = makeVar(s, 0, 100);
+  const RavObjectArray e{1, {a, b, c}};
+  const RavIntArray from{1, {1, 2, 1}}, to{1, {2, 3, 3}}, w{1, {1, 2, 9}};
+  EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$MinSpanningTree", {3, from, to, w, e, RavValue()}); }),
+            "MinSpanningTree(int,int[],int[],int[],var<CP>{int}[],null)");
+  EXPECT_EQ(errorOf<PimExecutionError>([&] {
+              create("CP$MinSpanningTree", {3, from, RavIntArray{1, {2, 4, 3}}, w, e, z});
+            }),
+            "MinSpanningTree: edge 2 names node 4, outside 1..3");
+  // A triangle of weights 1, 2, 9, the tree at most 9: the heavy edge in
+  // any tree weighs 10 at least, so only the light pair is left.
+  NuvNativeObject* small = makeVar(s, 0, 9);
+  EXPECT_EQ(call(s, "post", create("CP$MinSpanningTree", {3, from, to, w, e, small})).asInt(), 2);
+  EXPECT_EQ(call(small, "getMin").asInt(), 3);
+  EXPECT_EQ(call(small, "getMax").asInt(), 3);
+  EXPECT_EQ(call(c, "getMax").asInt(), 0);
+  EXPECT_EQ(call(a, "getMin").asInt(), 1);
+}
+
 TEST_F(LanguageTest, PostingBuildsPropagatorsAndHandlesNameTheirClass) {
   NuvNativeObject* s = makeStore();
   NuvNativeObject* x = makeVar(s, 0, 9);
@@ -916,6 +944,7 @@ TEST_F(LanguageTest, PostingBuildsPropagatorsAndHandlesNameTheirClass) {
       {"CP$SparseBinaryKnapsackAC", {pr, RavIntArray{1, {1, 2}}, x}},
       {"CP$LightBinaryKnapsack", {pr, RavIntArray{1, {1, 2}}, x}},
       {"CP$MinAssignment", {st, RavIntArray{1, {1, 2, 3, 4}}, x}},
+      {"CP$MinSpanningTree", {2, RavIntArray{1, {1}}, RavIntArray{1, {2}}, RavIntArray{1, {5}}, RavObjectArray{1, {present}}, x}},
   };
   for (const auto& [cls, args] : built) {
     NuvCPDaemonI* q = static_cast<NuvCPCstr*>(create(cls, args))->build(static_cast<NuvCPManager*>(s)->store());

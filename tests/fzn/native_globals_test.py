@@ -418,6 +418,22 @@ def knapsack(rng):
     return "\n".join(lines) + "\n", False
 
 
+def spanning_tree(rng):
+    """weighted_spanning_tree over 3-5 nodes and 3-8 random edges (loops and
+    parallel edges allowed) of weights 0-9; all trees, or the lightest."""
+    n, m = rng.randint(3, 5), rng.randint(3, 8)
+    frm = [rng.randint(1, n) for _ in range(m)]
+    to = [rng.randint(1, n) for _ in range(m)]
+    w = [rng.randint(0, 9) for _ in range(m)]
+    lines = ['include "globals.mzn";', f"array[1..{m}] of var bool: es;", "var 0..80: K;",
+             f"constraint weighted_spanning_tree({n}, {m}, {frm}, {to}, {w}, es, K);"]
+    if rng.random() < 0.4:
+        lines += ["solve minimize K;", 'output ["K=\\(K)\\n"];']
+        return "\n".join(lines) + "\n", True
+    lines += ["solve satisfy;", 'output ["es=\\(es) K=\\(K)\\n"];']
+    return "\n".join(lines) + "\n", False
+
+
 def array_relation(what, boolean=False):
     def gen(rng):
         """An array relation over 3-5 variables; all solutions."""
@@ -438,7 +454,7 @@ def array_relation(what, boolean=False):
     return gen
 
 
-GLOBALS = {"regular": regular, "knapsack": knapsack, "bin_packing": packing("bin_packing"),
+GLOBALS = {"regular": regular, "wst": spanning_tree, "knapsack": knapsack, "bin_packing": packing("bin_packing"),
            "bin_packing_capa": packing("bin_packing_capa"), "bin_packing_load": packing("bin_packing_load"), "circuit": successor_graph("circuit"), "subcircuit": successor_graph("subcircuit"), "increasing_int": array_relation("increasing"),
            "decreasing_int": array_relation("decreasing"),
            "strictly_increasing_int": array_relation("strictly_increasing"),
