@@ -10,6 +10,7 @@
 namespace {
 // Bins whose room is at least this many units skip the subset sums.
 constexpr std::int64_t kMaxRoom = 1 << 16;
+
 }  // namespace
 
 NuvCPBinPackingI::NuvCPBinPackingI(NuvCPManagerI* store, int n, NuvCPIntVarI* const* x, const int* w, int m,
@@ -38,7 +39,10 @@ NuvCPBinPackingI::NuvCPBinPackingI(NuvCPManagerI* store, int n, NuvCPIntVarI* co
   const std::int64_t room = std::min({maxLoad, _total, kMaxRoom - 1});
   _words = static_cast<std::int32_t>(room / 64 + 1);
   _bits = a->allocateArray<std::uint64_t>(static_cast<std::size_t>(_words));
-  _ok = _bits != nullptr;
+  _cand = a->allocateArray<std::int32_t>(un + 1);
+  _largest = a->allocateArray<std::int64_t>(un + 2);
+  _smallest = a->allocateArray<std::int64_t>(un + 2);
+  _ok = _bits && _cand && _largest && _smallest;
 }
 
 void NuvCPBinPackingI::mark(PimMarker& m) {
@@ -157,6 +161,63 @@ int NuvCPBinPackingI::subsetSums(bool& narrowed) {
     if (req + lo > l->getMin() || req + hi < l->getMax()) narrowed = true;
     if (l->updateMin(nuvCPClampInt(req + lo)) == NuvCPFailure || l->updateMax(nuvCPClampInt(req + hi)) == NuvCPFailure)
       return NuvCPFailure;
+    if (singleItems(j, req, narrowed) == NuvCPFailure) return NuvCPFailure;
+  }
+  return NuvCPSuspend;
+}
+
+// For bin j: each item that may come stays only if the others can
+// complete the bin around it, and joins if they cannot fill it without it.
+// "Cannot" is Shaw's NoSum test in its basic form: with the others sorted,
+// if the t largest weigh less than the target's low end and the t + 1
+// smallest more than its high end, no subset lands in between (those of t
+// items or fewer fall short, the larger ones overshoot).
+int NuvCPBinPackingI::singleItems(int j, std::int64_t req, bool& narrowed) {
+  NuvCPIntVarI* l = _l[j];
+  const std::int64_t alpha = std::max<std::int64_t>(0, l->getMin() - req), beta = l->getMax() - req;
+  // With nothing to reach (alpha 0) every item fits with no other and the
+  // bin is filled without any: only items heavier than the room go, which
+  // items() did.
+  if (alpha == 0) return NuvCPSuspend;
+  const int value = _low + j;
+  int k = 0;
+  for (int r = 0; r < _n; ++r) {  // heaviest first
+    const int i = _order[r];
+    if (_w[i] > 0 && !_x[i]->isBound() && _x[i]->member(value)) {
+      _cand[k] = i;
+      ++k;
+    }
+  }
+  if (k == 0) return NuvCPSuspend;
+  _largest[0] = _smallest[0] = 0;
+  for (int t = 0; t < k; ++t) {
+    _largest[t + 1] = _largest[t] + _w[_cand[t]];
+    _smallest[t + 1] = _smallest[t] + _w[_cand[k - 1 - t]];
+  }
+  // No subset of the candidates but the p-th sums into [lo, hi].
+  auto noSum = [&](int p, std::int64_t lo, std::int64_t hi) {
+    if (lo <= 0) return hi < 0;
+    if (lo > hi) return true;
+    const std::int64_t wp = _w[_cand[p]];
+    const int others = k - 1;
+    auto largest = [&](int t) { return t <= p ? _largest[t] : _largest[t + 1] - wp; };
+    auto smallest = [&](int t) { return p < k - t ? _smallest[t] : _smallest[t + 1] - wp; };
+    int t = 0;
+    while (t < others && largest(t + 1) < lo) ++t;
+    if (largest(t) >= lo) return false;  // t = 0 and lo <= 0 was handled
+    return t == others || smallest(t + 1) > hi;
+  };
+  for (int p = 0; p < k; ++p) {
+    NuvCPIntVarI* x = _x[_cand[p]];
+    if (x->isBound() || !x->member(value)) continue;
+    const std::int64_t w = _w[_cand[p]];
+    if (noSum(p, alpha - w, beta - w)) {
+      narrowed = true;
+      if (x->removeValue(value) == NuvCPFailure) return NuvCPFailure;
+    } else if (noSum(p, alpha, beta)) {
+      narrowed = true;
+      if (x->bind(value) == NuvCPFailure) return NuvCPFailure;
+    }
   }
   return NuvCPSuspend;
 }

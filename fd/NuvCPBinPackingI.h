@@ -24,12 +24,17 @@
 //     a bin no subset fills within its load's bounds fails, and the load's
 //     bounds move to the nearest sums reached (Shaw's NoSum reasoning,
 //     exact here);
+//   - single items (Shaw's NoSum pruning rules): an item leaves a bin the
+//     others cannot complete around it, and joins a bin they cannot fill
+//     without it, "cannot" being NoSum's cardinality test (the t largest
+//     fall short and the t + 1 smallest overshoot);
 //   - with `lowerBound` (CP$BinPackingLB), Shaw's reduction to a packing
 //     into equal bins (each bin topped up by a virtual item of its missing
 //     room) and the Martello-Toth bound L2 on it: more bins needed than
 //     there are fails.
 // Cost of one run: O(sum of domain sizes) for the counts and commitments,
-// O(k * room / 64) per bin for its subset sums (k the items that may come),
+// O(k * room / 64) per bin for its subset sums (k the items that may come)
+// and O(k^2) for the single items,
 // O(n log n + n * d) for L2 (d distinct small weights).
 // Shared arguments: one variable at two item positions is two items whose
 // values are counted apart; a solution puts both in one bin, which the
@@ -55,6 +60,7 @@ class NuvCPBinPackingI : public NuvCPCstrI {
   int loads(bool& narrowed);
   int items(bool& narrowed);
   int subsetSums(bool& narrowed);
+  int singleItems(int j, std::int64_t req, bool& narrowed);
   int lowerBound();
 
   std::int32_t _n, _m, _low;
@@ -68,4 +74,8 @@ class NuvCPBinPackingI : public NuvCPCstrI {
   std::int64_t *_req = nullptr, *_poss = nullptr, *_sizes = nullptr;
   std::uint64_t* _bits = nullptr;
   std::int32_t _words = 0;  // the bit set's capacity, in 64-bit words
+  // One bin's candidates (heaviest first) and the sums of their t largest
+  // and t smallest.
+  std::int32_t* _cand = nullptr;
+  std::int64_t *_largest = nullptr, *_smallest = nullptr;
 };

@@ -27,6 +27,10 @@
 //   Sparse  the same programme over the sorted lists of the sums reached,
 //           for large weights with few distinct sums: O(n * S) a run, S
 //           the sums in one layer (at most 4096; above, Light).
+// Measured on multi-knapsacks and market-split instances searched item by
+// item: the programmes' trees equal Light's, at 10 to 35 times the time
+// (a load's domain fills with holes); they pay where the loads are tight
+// and the search does not follow the items.
 // Shared arguments: a variable at two positions is two items read apart;
 // the filtering is then sound, not complete, and exact once bound. The
 // load that is also an item: the same.

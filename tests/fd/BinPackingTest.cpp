@@ -1,7 +1,8 @@
 // Bin packing: never loses a packing nor accepts a wrong one (exhaustively,
 // across backtracking), with and without the lower bound, with a variable
 // in two item positions and a load that is also an item's bin; the subset
-// sums and the lower bound prune what the counts alone cannot.
+// sums, the single-item rules and the lower bound prune what the counts
+// alone cannot.
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -75,7 +76,18 @@ struct Store {
 
 TEST(BinPacking, SubsetSumsAndTheLowerBoundPrune) {
   // Weights 4 and 6 into a bin whose load is 3..9: only 4 and 6 are sums
-  // within reach, so the load becomes 4..6.
+  // within reach, so the load becomes 4..6. Items 5, 3 and 3 into a bin
+  // of exactly 6: the 5 leaves it, both 3s join it.
+  {
+    Store s;
+    std::vector<NuvCPIntVarI*> x = {s.var(1, 2), s.var(1, 2), s.var(1, 2)}, l = {s.var(6, 6), s.var(0, 20)};
+    const int w[] = {5, 3, 3};
+    ASSERT_NE(s.store.post(nuvCPNew<NuvCPBinPackingI>(&s.arena, &s.store, 3, x.data(), w, 2, l.data(), 1, false)),
+              NuvCPFailure);
+    EXPECT_EQ(x[0]->getMin(), 2);
+    EXPECT_EQ(x[1]->getMax(), 1);
+    EXPECT_EQ(x[2]->getMax(), 1);
+  }
   {
     Store s;
     std::vector<NuvCPIntVarI*> x = {s.var(1, 2), s.var(1, 2)}, l = {s.var(3, 9), s.var(0, 20)};
@@ -85,14 +97,14 @@ TEST(BinPacking, SubsetSumsAndTheLowerBoundPrune) {
     EXPECT_EQ(l[0]->getMin(), 4);
     EXPECT_EQ(l[0]->getMax(), 6);
   }
-  // Four items of 6 and three of 1 in three bins of 11: each bin alone
-  // can take 6 to 9 and the total fits; L2 sees four items above half a
-  // bin.
+  // Four items of 6 and three of 2 in three bins of 11: each bin alone
+  // can be filled to 10 (6 + 2 + 2) and the total is 30; L2 sees four
+  // items above half a bin.
   for (bool lb : {false, true}) {
     Store s;
     std::vector<NuvCPIntVarI*> x, l = {s.var(0, 11), s.var(0, 11), s.var(0, 11)};
     for (int i = 0; i < 7; ++i) x.push_back(s.var(1, 3));
-    const int w[] = {6, 6, 6, 6, 1, 1, 1};
+    const int w[] = {6, 6, 6, 6, 2, 2, 2};
     const int r = s.store.post(nuvCPNew<NuvCPBinPackingI>(&s.arena, &s.store, 7, x.data(), w, 3, l.data(), 1, lb));
     EXPECT_EQ(r == NuvCPFailure, lb);
   }
