@@ -270,6 +270,10 @@ def _natives_for_gecode(m):
                             g.cons.append(("int_le_reif", [d, "0", v]))
                             lits.append(v)
                     g.cons.append(("bool_clause", ["[" + ", ".join(lits) + "]", "[]"]))
+        elif name == "nuvfd_circuit":
+            g.cons.append(("gecode_circuit", [args[0], args[1]]))
+        elif name == "nuvfd_bin_packing_load":
+            g.cons.append(("gecode_bin_packing_load", args))
         else:
             g.cons.append((name, args))
     return g

@@ -40,6 +40,7 @@ FAMILIES = [
     "set_in", "set_in_reif",
     "nuvfd_table_int", "nuvfd_table_bool", "nuvfd_inverse",
     "nuvfd_disjunctive", "nuvfd_disjunctive_strict",
+    "nuvfd_circuit", "nuvfd_bin_packing_load",
 ]
 
 # Bound on the product of all domain sizes, so that gecode's -a enumeration
@@ -268,6 +269,18 @@ class Gen:
             ss = [self.ivar() for _ in range(n)]
             ds = [str(r.randint(0, 3)) if r.random() < 0.5 else self.ivar() for _ in range(n)]
             args = [self.arr(ss), self.arr(ds)]
+        elif fam == "nuvfd_circuit":
+            # Two to four successors over nodes named from 0, 1 or 2 (the
+            # variables' domains reach past them); a variable now and then
+            # in two places. Gecode has no subcircuit builtin: circuit only.
+            n = r.randint(2, 4)
+            args = [str(r.randint(0, 2)), self.arr([self.ivar() for _ in range(n)]), "0"]
+        elif fam == "nuvfd_bin_packing_load":
+            # One to four items of weights 0-3 into one to three bins named
+            # from 0, 1 or 2.
+            n, m = r.randint(1, 4), r.randint(1, 3)
+            args = [self.arr([self.ivar() for _ in range(m)]), self.arr([self.ivar() for _ in range(n)]),
+                    self.arr([str(r.randint(0, 3)) for _ in range(n)]), str(r.randint(0, 2))]
         else:
             raise AssertionError(fam)
         if reif:

@@ -113,6 +113,21 @@ def _holds(name, a):
         return all(x >= 0 for x in d) and all(
             (not strict and (d[i] == 0 or d[j] == 0)) or s[i] + d[i] <= s[j] or s[j] + d[j] <= s[i]
             for i in range(len(s)) for j in range(i + 1, len(s)))
+    if name == "nuvfd_circuit":
+        low, x = a[0], [int(v) - a[0] for v in a[1]]
+        n = len(x)
+        if any(v < 0 or v >= n for v in x):
+            return False
+        seen, t = set(), 0
+        for _ in range(n):
+            seen.add(t)
+            t = x[t]
+        return t == 0 and len(seen) == n
+    if name == "nuvfd_bin_packing_load":
+        load, b, w, low = [int(v) for v in a[0]], [int(v) for v in a[1]], [int(v) for v in a[2]], a[3]
+        if any(v < low or v >= low + len(load) for v in b):
+            return False
+        return all(load[j] == sum(w[i] for i in range(len(b)) if b[i] == low + j) for j in range(len(load)))
     raise KeyError(name)
 
 
