@@ -32,11 +32,7 @@ class NuvCPSoftCount : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = _violation->getSolver() == s;
-    for (NuvCPIntVarI* x : _x) mine = mine && x->getSolver() == s;
-    if (!mine)
-      throw PimExecutionError(PimSource(), nativeClass()->name() +
-                                               ": posted to a solver its variables do not belong to");
+    checkSolver(s, {&_x}, {_violation});
     return nuvCPNew<NuvCPAmongI>(s->allocator(), s, static_cast<int>(_x.size()), _x.data(),
                                  static_cast<int>(_values.size()), _values.data(), _violation,
                                  _atLeast ? NuvCPAmongI::kAtLeast : NuvCPAmongI::kAtMost, _bound);
@@ -77,10 +73,7 @@ class NuvCPAtLeastNValue : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = _n->getSolver() == s;
-    for (NuvCPIntVarI* x : _x) mine = mine && x->getSolver() == s;
-    if (!mine)
-      throw PimExecutionError(PimSource(), "CP$AtLeastNValue: posted to a solver its variables do not belong to");
+    checkSolver(s, {&_x}, {_n});
     return nuvCPNew<NuvCPNValueI>(s->allocator(), s, static_cast<int>(_x.size()), _x.data(), _n, false);
   }
 
@@ -119,10 +112,7 @@ class NuvCPSequenceLink : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = true;
-    for (NuvCPIntVarI* x : _x) mine = mine && x->getSolver() == s;
-    if (!mine)
-      throw PimExecutionError(PimSource(), "CP$SequenceLink: posted to a solver its variables do not belong to");
+    checkSolver(s, {&_x});
     return nuvCPNew<NuvCPSlidingSumI>(s->allocator(), s, static_cast<int>(_x.size()), _x.data(), _q, _low, _up);
   }
 

@@ -123,11 +123,7 @@ class NuvCPRegularCstr : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = !_c || _c->getSolver() == s;
-    for (NuvCPIntVarI* x : _x) mine = mine && x->getSolver() == s;
-    if (!mine)
-      throw PimExecutionError(PimSource(), nativeClass()->name() +
-                                               ": posted to a solver its variables do not belong to");
+    checkSolver(s, {&_x}, {_c});
     NuvCPAutomatonView automaton = _automaton->view();
     if (_costed) automaton.cost = _cost.data();
     return nuvCPNew<NuvCPRegularI>(s->allocator(), s, static_cast<int>(_x.size()), _x.data(), automaton, _c);
@@ -177,9 +173,7 @@ class NuvCPStretch : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = true;
-    for (NuvCPIntVarI* x : _x) mine = mine && x->getSolver() == s;
-    if (!mine) throw PimExecutionError(PimSource(), "CP$Stretch: posted to a solver its variables do not belong to");
+    checkSolver(s, {&_x});
     std::vector<NuvCPIntVarI*> symbols;
     for (NuvCPIntVarI* x : _x) {
       NuvCPIntVarI* v = nuvCPNew<NuvCPViewIntVarI>(s->allocator(), s->allocator(), s, x, 1 - _tables.low);

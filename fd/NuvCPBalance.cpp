@@ -29,11 +29,7 @@ class NuvCPBalance : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = _c->getSolver() == s;
-    for (NuvCPIntVarI* x : _x) mine = mine && x->getSolver() == s;
-    if (!mine)
-      throw PimExecutionError(PimSource(), nativeClass()->name() +
-                                               ": posted to a solver its variables do not belong to");
+    checkSolver(s, {&_x}, {_c});
     return nuvCPNew<NuvCPBalanceI>(s->allocator(), s, static_cast<int>(_x.size()), _x.data(), _total, _c, _squares);
   }
 

@@ -38,11 +38,7 @@ class NuvCPBinPackingCstr : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    for (const auto* a : {&_x, &_l})
-      for (NuvCPIntVarI* x : *a)
-        if (x->getSolver() != s)
-          throw PimExecutionError(PimSource(), nativeClass()->name() +
-                                                   ": posted to a solver its variables do not belong to");
+    checkSolver(s, {&_x, &_l});
     auto* p = nuvCPNew<NuvCPBinPackingI>(s->allocator(), s, static_cast<int>(_x.size()), _x.data(), _w.data(),
                                          static_cast<int>(_l.size()), _l.data(), _low, _lowerBound);
     return p && p->ok() ? p : nullptr;

@@ -52,12 +52,7 @@ class NuvCPBreakCstr : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = true;
-    for (const auto* a : {&_start, &_duration, &_end})
-      for (NuvCPIntVarI* x : *a) mine = mine && x->getSolver() == s;
-    if (!mine)
-      throw PimExecutionError(PimSource(), nativeClass()->name() +
-                                               ": posted to a solver its variables do not belong to");
+    checkSolver(s, {&_start, &_duration, &_end});
     NuvCPBreakCalendar calendar;
     if (_periodic)
       calendar.initPeriodic(_offset, _period, _length);

@@ -56,11 +56,7 @@ class NuvCPCardinalityCstr : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = true;
-    for (const auto* a : {&_x, &_counts})
-      for (NuvCPIntVarI* x : *a) mine = mine && x->getSolver() == s;
-    if (!mine)
-      throw PimExecutionError(PimSource(), "CP$Cardinality: posted to a solver its variables do not belong to");
+    checkSolver(s, {&_x, &_counts});
     return nuvCPNew<NuvCPCardinalityI>(s->allocator(), s, static_cast<int>(_x.size()), _x.data(),
                                        static_cast<int>(_values.size()), _values.data(),
                                        _counts.empty() ? nullptr : _counts.data(),
@@ -106,10 +102,7 @@ class NuvCPSoftCardinality : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = _violation->getSolver() == s;
-    for (NuvCPIntVarI* x : _x) mine = mine && x->getSolver() == s;
-    if (!mine)
-      throw PimExecutionError(PimSource(), "CP$SoftCardinality: posted to a solver its variables do not belong to");
+    checkSolver(s, {&_x}, {_violation});
     return nuvCPNew<NuvCPSoftCardinalityI>(s->allocator(), s, static_cast<int>(_x.size()), _x.data(),
                                            static_cast<int>(_values.size()), _values.data(), _low.data(),
                                            _up.data(), _violation);

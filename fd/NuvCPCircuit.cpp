@@ -26,10 +26,7 @@ class NuvCPSuccessorGraph : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    for (NuvCPIntVarI* x : _x)
-      if (x->getSolver() != s)
-        throw PimExecutionError(PimSource(), std::string(_noCycle ? "CP$NoCycle" : "CP$circuit") +
-                                                 ": posted to a solver its variables do not belong to");
+    checkSolver(s, {&_x});
     auto* c = nuvCPNew<NuvCPCircuitI>(s->allocator(), s, static_cast<int>(_x.size()), _x.data(), _low,
                                       _noCycle ? NuvCPCircuitI::NoCycle : NuvCPCircuitI::Circuit);
     return c && c->ok() ? c : nullptr;

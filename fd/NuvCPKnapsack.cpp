@@ -38,10 +38,7 @@ class NuvCPKnapsackCstr : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = _load->getSolver() == s;
-    for (NuvCPIntVarI* x : _x) mine = mine && x->getSolver() == s;
-    if (!mine)
-      throw PimExecutionError(PimSource(), nativeClass()->name() + ": posted to a solver its variables do not belong to");
+    checkSolver(s, {&_x}, {_load});
     auto* p = nuvCPNew<NuvCPKnapsackI>(s->allocator(), s, static_cast<int>(_x.size()), _x.data(), _w.data(), _load,
                                        _strength);
     return p && p->ok() ? p : nullptr;

@@ -28,10 +28,7 @@ class NuvCPLexCstr : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = true;
-    for (const auto* a : {&_x, &_y})
-      for (NuvCPIntVarI* x : *a) mine = mine && x->getSolver() == s;
-    if (!mine) throw PimExecutionError(PimSource(), "CP$LexLeq: posted to a solver its variables do not belong to");
+    checkSolver(s, {&_x, &_y});
     return nuvCPNew<NuvCPLexI>(s->allocator(), s, static_cast<int>(_x.size()), _x.data(),
                                static_cast<int>(_y.size()), _y.data(), _strict);
   }

@@ -34,10 +34,7 @@ class NuvCPMinAssignmentCstr : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = _z->getSolver() == s;
-    for (NuvCPIntVarI* x : _x) mine = mine && x->getSolver() == s;
-    if (!mine)
-      throw PimExecutionError(PimSource(), "CP$MinAssignment: posted to a solver its variables do not belong to");
+    checkSolver(s, {&_x}, {_z});
     auto* p = nuvCPNew<NuvCPMinAssignmentI>(s->allocator(), s, static_cast<int>(_x.size()), _x.data(), _m,
                                             _cost.data(), _z, _low);
     return p && p->ok() ? p : nullptr;

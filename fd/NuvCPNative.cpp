@@ -123,6 +123,16 @@ void NuvCPCstr::accepted(RavRuntime& rt, int overload, const char* varClassName)
   _varClass = varClassName ? rt.program().findClass(varClassName) : nullptr;
 }
 
+void NuvCPCstr::checkSolver(NuvCPManagerI* store, std::initializer_list<const std::vector<NuvCPIntVarI*>*> arrays,
+                            std::initializer_list<NuvCPIntVarI*> vars) const {
+  bool mine = true;
+  for (const auto* a : arrays)
+    for (NuvCPIntVarI* x : *a) mine = mine && x->getSolver() == store;
+  for (NuvCPIntVarI* x : vars) mine = mine && (!x || x->getSolver() == store);  // null: an absent option
+  if (!mine)
+    throw PimExecutionError(PimSource(), nativeClass()->name() + ": posted to a solver its variables do not belong to");
+}
+
 void NuvCPCstrHandle::mark(PimMarker& m) {
   m.mark(_cstr);
 }

@@ -127,6 +127,11 @@ class NuvCPCstr : public NuvNativeObject {
  protected:
   // Records the accepted argument list and resolves the variables' class.
   void accepted(RavRuntime& rt, int overload, const char* varClassName = "CP$VarInt");
+  // Throws "<class>: posted to a solver its variables do not belong to"
+  // unless every variable of the arrays and every single variable (null
+  // ones left out) belongs to `store`.
+  void checkSolver(NuvCPManagerI* store, std::initializer_list<const std::vector<NuvCPIntVarI*>*> arrays,
+                   std::initializer_list<NuvCPIntVarI*> vars = {}) const;
 
   std::int32_t _overload = -1;
   const NuvNativeClass* _varClass = nullptr;

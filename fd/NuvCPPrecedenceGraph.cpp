@@ -69,12 +69,7 @@ class NuvCPPrecedenceGraph : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = true;
-    for (const auto* a : {&_start, &_duration, &_demand})
-      for (NuvCPIntVarI* x : *a) mine = mine && x->getSolver() == s;
-    if (!mine)
-      throw PimExecutionError(PimSource(), nativeClass()->name() +
-                                               ": posted to a solver its variables do not belong to");
+    checkSolver(s, {&_start, &_duration, &_demand});
     if (_energy)
       return nuvCPNew<NuvCPPrecedenceEnergyI>(s->allocator(), s, static_cast<int>(_start.size()), _start.data(),
                                               _duration.data(), _demand.data(), _capacity,

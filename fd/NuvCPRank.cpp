@@ -73,12 +73,7 @@ class NuvCPRankCstr : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = !_first || _first->getSolver() == s;
-    for (const auto* a : {&_s, &_d, &_e, &_p, &_rank, &_succ})
-      for (NuvCPIntVarI* x : *a) mine = mine && x->getSolver() == s;
-    if (!mine)
-      throw PimExecutionError(PimSource(), nativeClass()->name() +
-                                               ": posted to a solver its variables do not belong to");
+    checkSolver(s, {&_s, &_d, &_e, &_p, &_rank, &_succ}, {_first});
     NuvCPRankI::Args a;
     a.n = static_cast<int>(_s.size());
     a.s = _s.data();

@@ -39,12 +39,7 @@ class NuvCPShavingCstr : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = true;
-    for (const auto* a : {&_x, &_duration, &_end})
-      for (NuvCPIntVarI* x : *a) mine = mine && x->getSolver() == s;
-    if (!mine)
-      throw PimExecutionError(PimSource(), nativeClass()->name() +
-                                               ": posted to a solver its variables do not belong to");
+    checkSolver(s, {&_x, &_duration, &_end});
     PimAllocator* al = s->allocator();
     const int n = static_cast<int>(_x.size());
     if (!_edgeFinder) return nuvCPNew<NuvCPShavingI>(al, s, n, _x.data());

@@ -44,10 +44,7 @@ class NuvCPSpanningTreeCstr : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = _z->getSolver() == s;
-    for (NuvCPIntVarI* x : _e) mine = mine && x->getSolver() == s;
-    if (!mine)
-      throw PimExecutionError(PimSource(), "CP$MinSpanningTree: posted to a solver its variables do not belong to");
+    checkSolver(s, {&_e}, {_z});
     auto* p = nuvCPNew<NuvCPSpanningTreeI>(s->allocator(), s, _n, static_cast<int>(_e.size()), _from.data(),
                                            _to.data(), _w.data(), _e.data(), _z);
     return p && p->ok() ? p : nullptr;

@@ -49,12 +49,7 @@ class NuvCPTimeTable : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = _c->getSolver() == s;
-    for (const auto* a : {&_s, &_d, &_r, &_p})
-      for (NuvCPIntVarI* x : *a) mine = mine && x->getSolver() == s;
-    if (!mine)
-      throw PimExecutionError(PimSource(), nativeClass()->name() +
-                                               ": posted to a solver its variables do not belong to");
+    checkSolver(s, {&_s, &_d, &_r, &_p}, {_c});
     if (_edgeFinder)
       return nuvCPNew<NuvCPDiscreteEdgeFinderI>(s->allocator(), s, static_cast<int>(_s.size()), _s.data(),
                                                 _d.data(), _r.data(), _c, _optional ? _p.data() : nullptr);
@@ -110,12 +105,7 @@ class NuvCPTimeTableMin : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = !_m || _m->getSolver() == s;
-    for (const auto* a : {&_s, &_d, &_r})
-      for (NuvCPIntVarI* x : *a) mine = mine && x->getSolver() == s;
-    if (!mine)
-      throw PimExecutionError(PimSource(), nativeClass()->name() +
-                                               ": posted to a solver its variables do not belong to");
+    checkSolver(s, {&_s, &_d, &_r}, {_m});
     NuvCPIntVarI* m = _m ? _m : nuvCPNew<NuvCPCIntVarI>(s->allocator(), s->allocator(), s, _level, _level);
     if (!m) return nullptr;
     return nuvCPNew<NuvCPTimeTableMinI>(s->allocator(), s, static_cast<int>(_s.size()), _s.data(), _d.data(),
@@ -232,12 +222,7 @@ class NuvCPReservoir : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = _bound->getSolver() == s;
-    for (const auto* a : {&_s, &_d, &_h})
-      for (NuvCPIntVarI* x : *a) mine = mine && x->getSolver() == s;
-    if (!mine)
-      throw PimExecutionError(PimSource(), nativeClass()->name() +
-                                               ": posted to a solver its variables do not belong to");
+    checkSolver(s, {&_s, &_d, &_h}, {_bound});
     return nuvCPNew<NuvCPReservoirI>(s->allocator(), s, static_cast<int>(_s.size()), _s.data(), _d.data(),
                                      _h.data(), _initial, _bound, _atEnd, _minimum);
   }

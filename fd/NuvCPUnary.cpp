@@ -133,12 +133,7 @@ class NuvCPUnaryCstr : public NuvCPCstr {
   }
 
   NuvCPDaemonI* build(NuvCPManagerI* s) override {
-    bool mine = !_guard || _guard->getSolver() == s;
-    for (const auto* a : {&_start, &_duration, &_end, &_presence, &_pair})
-      for (NuvCPIntVarI* x : *a) mine = mine && x->getSolver() == s;
-    if (!mine)
-      throw PimExecutionError(PimSource(), nativeClass()->name() +
-                                               ": posted to a solver its variables do not belong to");
+    checkSolver(s, {&_start, &_duration, &_end, &_presence, &_pair}, {_guard});
     PimAllocator* al = s->allocator();
     const int n = static_cast<int>(_start.size());
     NuvCPIntVarI *const *st = _start.data(), *const *du = _duration.data(), *const *en = _end.data(),
