@@ -27,10 +27,11 @@ std::string show(const PimDataI& x) {
   return os.str();
 }
 
-// Records the requires and excludes events it receives.
+// Records the requires and excludes events it receives, in a log the test
+// owns (the arena runs no destructors).
 class Recorder : public NuvCPCstrI {
  public:
-  explicit Recorder(NuvCPManagerI* s) : NuvCPCstrI(s, 7, false) {}
+  Recorder(NuvCPManagerI* s, std::vector<int>* out) : NuvCPCstrI(s, 7, false), log(*out) {}
   int requiresElem(NuvCPSetVarI*, int e) override {
     log.push_back(e);
     return NuvCPSuspend;
@@ -43,7 +44,7 @@ class Recorder : public NuvCPCstrI {
     log.push_back(100 * i + e);
     return NuvCPSuspend;
   }
-  std::vector<int> log;
+  std::vector<int>& log;
 };
 
 TEST(SetVar, RequireExcludeCountsAndBacktracking) {
@@ -121,13 +122,14 @@ TEST(SetVar, TheCardinalityFillsTheSetIn) {
 TEST(SetVar, SubscribersHearOfEveryChange) {
   Store s;
   NuvCPIntSetVarI* x = s.set(1, 9);
-  auto* r = nuvCPNew<Recorder>(&s.arena, &s.store);
+  std::vector<int> log;
+  auto* r = nuvCPNew<Recorder>(&s.arena, &s.store, &log);
   x->addRequires(r);
   x->addExcludes(r);
   x->addRequiresIdx(r, 3);
   ASSERT_NE(s.store.require(x, 4), NuvCPFailure);
   ASSERT_NE(s.store.exclude(x, 7), NuvCPFailure);
-  std::vector<int> got = r->log;
+  std::vector<int> got = log;
   std::sort(got.begin(), got.end());
   EXPECT_EQ(got, (std::vector<int>{-7, 4, 304}));
 }
