@@ -92,6 +92,14 @@ int NuvCPKnapsackI::bounds(bool& narrowed) {
   return NuvCPSuspend;
 }
 
+// x keeps the values the programme found an edge for (0, 1 or both).
+int NuvCPKnapsackI::keepSupported(NuvCPIntVarI* x, bool zero, bool one, bool& narrowed) {
+  if (!zero && !one) return NuvCPFailure;
+  if (zero == one || x->isBound()) return NuvCPSuspend;
+  narrowed = true;
+  return x->bind(zero ? 0 : 1);
+}
+
 int NuvCPKnapsackI::dense(bool& narrowed, bool& done) {
   const std::int64_t u = std::min<std::int64_t>(_sumW, _load->getMax());
   if (u < 0) return NuvCPFailure;
@@ -147,14 +155,7 @@ int NuvCPKnapsackI::dense(bool& narrowed, bool& done) {
       if (can0 && (f[t] & b[t])) sup0 = true;
       if (can1 && (shiftedUp(f, t, _w[k]) & b[t])) sup1 = true;
     }
-    if (!sup0 && !sup1) return NuvCPFailure;
-    if (can0 && !sup0) {
-      narrowed = true;
-      if (x->bind(1) == NuvCPFailure) return NuvCPFailure;
-    } else if (can1 && !sup1) {
-      narrowed = true;
-      if (x->bind(0) == NuvCPFailure) return NuvCPFailure;
-    }
+    if (keepSupported(x, can0 && sup0, can1 && sup1, narrowed) == NuvCPFailure) return NuvCPFailure;
     for (std::int64_t t = 0; t < words; ++t)
       nb[t] = (sup0 ? b[t] : 0) | (sup1 ? shiftedDown(b, t, _w[k], words) : 0);
     std::swap(b, nb);
@@ -226,14 +227,7 @@ int NuvCPKnapsackI::sparse(bool& narrowed, bool& done) {
       sup1 = sup1 || o;
       if (z || o) nb[nn++] = f[p];
     }
-    if (!sup0 && !sup1) return NuvCPFailure;
-    if (can0 && !sup0) {
-      narrowed = true;
-      if (x->bind(1) == NuvCPFailure) return NuvCPFailure;
-    } else if (can1 && !sup1) {
-      narrowed = true;
-      if (x->bind(0) == NuvCPFailure) return NuvCPFailure;
-    }
+    if (keepSupported(x, can0 && sup0, can1 && sup1, narrowed) == NuvCPFailure) return NuvCPFailure;
     std::swap(b, nb);
     nbk = nn;
   }

@@ -53,6 +53,7 @@ class NuvCPKnapsackI : public NuvCPCstrI {
   int bounds(bool& narrowed);
   int dense(bool& narrowed, bool& done);
   int sparse(bool& narrowed, bool& done);
+  int keepSupported(NuvCPIntVarI* x, bool zero, bool one, bool& narrowed);
 
   std::int32_t _n;
   Strength _strength;

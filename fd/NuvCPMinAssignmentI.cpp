@@ -27,7 +27,8 @@ NuvCPMinAssignmentI::NuvCPMinAssignmentI(NuvCPManagerI* store, int n, NuvCPIntVa
   _p = a->allocateArray<std::int32_t>(um);
   _way = a->allocateArray<std::int32_t>(um);
   _used = a->allocateArray<std::int32_t>(um);
-  if ((n > 0 && !_x) || !_cost || !_u || !_v || !_minv || !_p || !_way || !_used) return;
+  _a = a->allocateArray<std::int64_t>(static_cast<std::size_t>(n) * static_cast<std::size_t>(m) + 1);
+  if ((n > 0 && !_x) || !_cost || !_a || !_u || !_v || !_minv || !_p || !_way || !_used) return;
   std::copy(cost, cost + static_cast<std::ptrdiff_t>(n) * m, _cost);
   _ok = true;
 }
@@ -49,10 +50,14 @@ int NuvCPMinAssignmentI::propagate() {
   if (n == 0) return _z->updateMin(0) == NuvCPFailure || _z->updateMax(0) == NuvCPFailure ? NuvCPFailure : NuvCPSuccess;
   bool bound = _z->isBound();
   for (int i = 0; i < n && bound; ++i) bound = _x[i]->isBound();
-  // The pair's cost, or kForbidden outside x[i]'s domain.
-  auto a = [&](int i, int j) -> std::int64_t {  // 1-based
-    return _x[i - 1]->member(_low + j - 1) ? _cost[static_cast<std::ptrdiff_t>(i - 1) * m + (j - 1)] : kForbidden;
-  };
+  // The pairs' costs, kForbidden outside the domains: read once a run, as
+  // the algorithm's inner loop visits each pair up to n times.
+  for (int i = 0; i < n; ++i)
+    for (int j = 0; j < m; ++j) {
+      const std::ptrdiff_t k = static_cast<std::ptrdiff_t>(i) * m + j;
+      _a[k] = _x[i]->member(_low + j) ? _cost[k] : kForbidden;
+    }
+  auto a = [&](int i, int j) { return _a[static_cast<std::ptrdiff_t>(i - 1) * m + (j - 1)]; };  // 1-based
   std::fill(_u, _u + n + 1, 0);
   std::fill(_v, _v + m + 1, 0);
   std::fill(_p, _p + m + 1, 0);

@@ -26,7 +26,8 @@
 // cost variable that is also a row is read as both: sound (every rule is a
 // consequence of the relation), exact once bound.
 // Members: x, the costs, z and low are constant; the matrix with its
-// forbidden entries, the potentials and the matching are scratch.
+// forbidden entries (filled once a run), the potentials and the matching
+// are scratch.
 class NuvCPMinAssignmentI : public NuvCPCstrI {
  public:
   NuvCPMinAssignmentI(NuvCPManagerI* store, int n, NuvCPIntVarI* const* x, int m, const int* cost,
@@ -45,6 +46,7 @@ class NuvCPMinAssignmentI : public NuvCPCstrI {
   NuvCPIntVarI** _x = nullptr;
   NuvCPIntVarI* _z;
   std::int32_t* _cost = nullptr;
+  std::int64_t* _a = nullptr;  // scratch: the costs with the domains' gaps forbidden
   // Scratch (1-based as the algorithm is written): u[n + 1], v[m + 1],
   // minv[m + 1], p[m + 1], way[m + 1], used[m + 1].
   std::int64_t *_u = nullptr, *_v = nullptr, *_minv = nullptr;

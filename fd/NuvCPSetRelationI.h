@@ -19,7 +19,8 @@
 // element outside a variable's universe is out of it.
 // Consistency: bounds consistency on the sets (every required element is
 // in all solutions, every possible one in some), as the relation is the
-// product of its elements' relations.
+// product of its elements' relations: the set-interval reasoning of Gervet
+// ("Interval propagation to reason about sets", Constraints 1(3), 1997).
 // Cost of one run: O(span) over the universes' span, 8 membership tests
 // an element.
 // Shared arguments: one variable at two positions reads the same bits at

@@ -19,6 +19,11 @@ class LanguageTest : public ::testing::Test {
     nuvfdModuleRegistry(&program, nullptr);
   }
   NuvNativeObject* makeStore() { return rt.create("CP$Store", 0); }
+  // An object of class `cls` from these constructor arguments.
+  NuvNativeObject* create(const char* cls, std::vector<RavValue> args) {
+    for (RavValue& a : args) rt.push(std::move(a));
+    return rt.create(cls, static_cast<int>(args.size()));
+  }
   NuvNativeObject* makeVar(NuvNativeObject* store, int lo, int hi) {
     rt.push(store);
     rt.push(lo);
@@ -200,10 +205,6 @@ TEST_F(LanguageTest, ConstraintClassesSpellTheSignatureOfANullArgument) {
   NuvNativeObject* s = makeStore();
   NuvNativeObject* x = makeVar(s, 0, 9);
   NuvNativeObject* b = makeVar(s, 0, 1);
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   auto nullError = [&](const char* cls, std::vector<RavValue> args) {
     return errorOf<PimNullPointerError>([&] { create(cls, std::move(args)); });
   };
@@ -235,10 +236,6 @@ TEST_F(LanguageTest, AllDifferentAndCumulativeObjects) {
   NuvNativeObject* x = makeVar(s, 1, 2);
   NuvNativeObject* y = makeVar(s, 1, 2);
   NuvNativeObject* z = makeVar(s, 1, 3);
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   const RavObjectArray xyz{1, {x, y, z}};
   EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$AllDiff", {RavValue()}); }),
             "alldifferent(null)");
@@ -284,10 +281,6 @@ TEST_F(LanguageTest, AllDifferentAndCumulativeObjects) {
 
 TEST_F(LanguageTest, UnaryResourceObjects) {
   NuvNativeObject* s = makeStore();
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   // a: start 0..5, duration 5; b: start 0..5, duration 5; x: start 0..19,
   // duration 1: edge finding puts x after both.
   NuvNativeObject* five = makeVar(s, 5, 5);
@@ -341,10 +334,6 @@ TEST_F(LanguageTest, UnaryResourceObjects) {
 
 TEST_F(LanguageTest, BreakObjects) {
   NuvNativeObject* s = makeStore();
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   NuvNativeObject* st = makeVar(s, 0, 9);
   NuvNativeObject* du = makeVar(s, 3, 3);
   NuvNativeObject* en = makeVar(s, 3, 12);
@@ -383,10 +372,6 @@ TEST_F(LanguageTest, BreakObjects) {
 
 TEST_F(LanguageTest, ReservoirObjects) {
   NuvNativeObject* s = makeStore();
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   NuvNativeObject* st = makeVar(s, 0, 9);
   NuvNativeObject* du = makeVar(s, 2, 2);
   NuvNativeObject* h = makeVar(s, 0, 5);
@@ -412,10 +397,6 @@ TEST_F(LanguageTest, ReservoirObjects) {
 
 TEST_F(LanguageTest, RankObjects) {
   NuvNativeObject* s = makeStore();
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   // Two activities named 1 and 2; a must start at 0 and b by 1, both last 2.
   NuvNativeObject* a = makeVar(s, 0, 0);
   NuvNativeObject* b = makeVar(s, 0, 5);
@@ -448,10 +429,6 @@ TEST_F(LanguageTest, RankObjects) {
 
 TEST_F(LanguageTest, ResourceObjects) {
   NuvNativeObject* s = makeStore();
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   // A resource of capacity 1 joined by two activities of 3: the second,
   // fixed at 0, pushes the first to 3.
   NuvNativeObject* tt = create("CP$TimeTable", {makeVar(s, 1, 1)});
@@ -488,10 +465,6 @@ TEST_F(LanguageTest, ResourceObjects) {
 
 TEST_F(LanguageTest, AutomatonObjects) {
   NuvNativeObject* s = makeStore();
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   // Words over {1, 2} without two 2s in a row.
   const RavIntArray delta{1, {1, 2, 1, 0}}, finals{1, {1, 2}};
   EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$Automaton", {2, 2, RavIntArray{1, {1, 2, 1}}, 1, finals}); }),
@@ -520,10 +493,6 @@ TEST_F(LanguageTest, AutomatonObjects) {
 
 TEST_F(LanguageTest, CardinalityObjects) {
   NuvNativeObject* s = makeStore();
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   NuvNativeObject* a = makeVar(s, 1, 2);
   NuvNativeObject* b = makeVar(s, 1, 2);
   NuvNativeObject* c = makeVar(s, 1, 3);
@@ -560,10 +529,6 @@ TEST_F(LanguageTest, CardinalityObjects) {
 
 TEST_F(LanguageTest, LexObjects) {
   NuvNativeObject* s = makeStore();
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   NuvNativeObject* a = makeVar(s, 0, 5);
   NuvNativeObject* b = makeVar(s, 2, 2);
   EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$LexLeq", {RavValue(), RavObjectArray{1, {b}}}); }),
@@ -575,10 +540,6 @@ TEST_F(LanguageTest, LexObjects) {
 
 TEST_F(LanguageTest, SoftCountObjects) {
   NuvNativeObject* s = makeStore();
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   NuvNativeObject* a = makeVar(s, 0, 1);
   NuvNativeObject* b = makeVar(s, 0, 1);
   NuvNativeObject* v = makeVar(s, 0, 9);
@@ -601,10 +562,6 @@ TEST_F(LanguageTest, SoftCountObjects) {
 
 TEST_F(LanguageTest, SequenceObjects) {
   NuvNativeObject* s = makeStore();
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   NuvNativeObject* a = makeVar(s, 0, 3);
   NuvNativeObject* b = makeVar(s, 3, 3);
   NuvNativeObject* c = makeVar(s, 0, 3);
@@ -630,10 +587,6 @@ TEST_F(LanguageTest, SequenceObjects) {
 
 TEST_F(LanguageTest, FunctionalTableObjects) {
   NuvNativeObject* s = makeStore();
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   // y = x0 + x1 over {0, 1}, and (y0, y1) = (x, -x).
   const RavIntArray sum{1, {0, 0, 0, 0, 1, 1, 1, 0, 1, 1, 1, 2}};
   EXPECT_EQ(errorOf<PimExecutionError>([&] { create("CP$FunctionalTable", {2, RavIntArray{1, {0, 0, 0, 0, 0, 1}}}); }),
@@ -674,10 +627,6 @@ TEST_F(LanguageTest, FunctionalTableObjects) {
 
 TEST_F(LanguageTest, BalanceObjects) {
   NuvNativeObject* s = makeStore();
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   NuvNativeObject* a = makeVar(s, 0, 6);
   NuvNativeObject* b = makeVar(s, 0, 6);
   NuvNativeObject* c = makeVar(s, 0, 100);
@@ -738,10 +687,6 @@ TEST_F(LanguageTest, AdapterPostsTheScriptsOwnConstraint) {
 
 TEST_F(LanguageTest, ShavingObjects) {
   NuvNativeObject* s = makeStore();
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   // Two tasks of 3 that must end by 6, one of them (b) not before 1.
   NuvNativeObject* a = makeVar(s, 0, 3);
   NuvNativeObject* b = makeVar(s, 1, 3);
@@ -772,10 +717,6 @@ TEST_F(LanguageTest, ShavingObjects) {
 
 TEST_F(LanguageTest, SuccessorGraphObjects) {
   NuvNativeObject* s = makeStore();
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$circuit", {RavValue()}); }), "circuit(null)");
   EXPECT_EQ(errorOf<PimNullPointerError>([&] { create("CP$NoCycle", {RavValue()}); }), "NoCycle(null)");
   // Nodes named 0..2 by the array's index range: 0 -> 1 leaves 1 -> 2
@@ -796,10 +737,6 @@ TEST_F(LanguageTest, SuccessorGraphObjects) {
 
 TEST_F(LanguageTest, BinPackingObjects) {
   NuvNativeObject* s = makeStore();
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   NuvNativeObject* a = makeVar(s, 0, 9);
   NuvNativeObject* b = makeVar(s, 0, 9);
   NuvNativeObject* l0 = makeVar(s, 0, 4);
@@ -820,10 +757,6 @@ TEST_F(LanguageTest, BinPackingObjects) {
 
 TEST_F(LanguageTest, KnapsackObjects) {
   NuvNativeObject* s = makeStore();
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   NuvNativeObject* a = makeVar(s, 0, 1);
   NuvNativeObject* b = makeVar(s, 0, 1);
   NuvNativeObject* load = makeVar(s, 1, 7);
@@ -845,10 +778,6 @@ TEST_F(LanguageTest, KnapsackObjects) {
 
 TEST_F(LanguageTest, MinAssignmentObjects) {
   NuvNativeObject* s = makeStore();
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   NuvNativeObject* a = makeVar(s, 0, 9);
   NuvNativeObject* b = makeVar(s, 0, 9);
   NuvNativeObject* z = makeVar(s, 0, 100);
@@ -869,10 +798,6 @@ TEST_F(LanguageTest, MinAssignmentObjects) {
 
 TEST_F(LanguageTest, SpanningTreeObjects) {
   NuvNativeObject* s = makeStore();
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   NuvNativeObject* a = makeVar(s, 0, 1);
   NuvNativeObject* b = makeVar(s, 0, 1);
   NuvNativeObject* c = makeVar(s, 0, 1);
@@ -922,10 +847,6 @@ TEST_F(LanguageTest, PostingBuildsPropagatorsAndHandlesNameTheirClass) {
   NuvNativeObject* d = makeVar(s, 1, 1);
   NuvNativeObject* present = makeVar(s, 0, 1);
   const RavObjectArray st{1, {x, y}}, du{1, {d, d}}, pr{1, {present, present}};
-  auto create = [&](const char* cls, std::vector<RavValue> args) {
-    for (RavValue& a : args) rt.push(std::move(a));
-    return rt.create(cls, static_cast<int>(args.size()));
-  };
   const std::pair<const char*, std::vector<RavValue>> built[] = {
       {"CP$GiveMinCapacityCstr", {st, du, du, 0, x}},
       {"CP$RankOptionalCstr", {st, du, st, pr, st}},
